@@ -12,4 +12,8 @@ namespace kavu_test {
 /// port, and on loopback it would then connect to itself.
 std::uint16_t free_loopback_port();
 
+/// Whether somebody listens on this port of 127.0.0.1. The connection that finds out is closed at
+/// once.
+bool accepts_connections(std::uint16_t port);
+
 }  // namespace kavu_test
