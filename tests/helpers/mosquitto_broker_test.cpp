@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "helpers/certificates.hpp"
 #include "helpers/loopback_port.hpp"
 #include "helpers/observer.hpp"
 #include "helpers/publisher.hpp"
@@ -79,6 +80,37 @@ TEST(mosquitto_broker, keeps_retained_messages_over_a_restart_only_with_persiste
     publisher(broker.port()).publish("kept", "end");
     ASSERT_TRUE(watching.wait_for_message([](const auto& m) { return m.payload == "end"; }));
     EXPECT_EQ(watching.message_count(), persistence ? 2U : 1U);
+  }
+}
+
+TEST(mosquitto_broker, checks_certificates_and_shows_its_own) {
+  const auto& made = certificates::get();
+  const auto connects = [](const mosquitto_broker& broker, const certificate& authority,
+                           const certificate& client) {
+    try {
+      publisher out({.port = broker.tls_port(),
+                     .ca_file = authority.file,
+                     .certificate_file = client.file,
+                     .key_file = client.key_file});
+      out.publish("t", "x");
+      return true;
+    } catch (const std::runtime_error&) {
+      return false;
+    }
+  };
+  mosquitto_broker broker({.tls = mosquitto_tls{.certificate_file = made.server.file,
+                                                .key_file = made.server.key_file,
+                                                .client_ca_file = made.authority.file,
+                                                .require_certificate = true}});
+  EXPECT_TRUE(connects(broker, made.authority, made.client));
+  EXPECT_FALSE(connects(broker, made.other_authority, made.client));
+  EXPECT_FALSE(connects(broker, made.authority, made.client_of_other_authority));
+  EXPECT_FALSE(connects(broker, made.authority, certificate{}));
+  for (const auto* server :
+       {&made.expired_server, &made.server_for_another_host, &made.server_of_other_authority}) {
+    broker.restart(
+        {.tls = mosquitto_tls{.certificate_file = server->file, .key_file = server->key_file}});
+    EXPECT_FALSE(connects(broker, made.authority, certificate{})) << server->file;
   }
 }
 

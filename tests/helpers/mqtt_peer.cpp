@@ -98,16 +98,23 @@ void mqtt_peer::set_callbacks() {
 
 void mqtt_peer::start() {
   constexpr int keep_alive_seconds = 60;
-  require(mosquitto_connect(handle_, host_.c_str(), port_, keep_alive_seconds),
-          "connecting to port " + std::to_string(port_));
-  require(mosquitto_loop_start(handle_), "mosquitto_loop_start");
-  std::unique_lock lock(mutex_);
-  changed_.wait_for(lock, default_deadline, [this] { return connect_answer_ != -1; });
-  if (!connected_) {
-    throw std::runtime_error(
-        std::string("no connection to the broker: ") +
-        (connect_answer_ == -1 ? "no answer" : mosquitto_connack_string(connect_answer_)));
+  const std::string what = "connecting to port " + std::to_string(port_);
+  require(mosquitto_connect(handle_, host_.c_str(), port_, keep_alive_seconds), what);
+  // The library's own thread would try again and again without a word.
+  const auto end = std::chrono::steady_clock::now() + default_deadline;
+  while (connect_answer_ == no_answer_yet && std::chrono::steady_clock::now() < end) {
+    const int code = mosquitto_loop(handle_, 100, 1);
+    if (connect_answer_ == no_answer_yet) {
+      require(code, what);
+    }
   }
+  if (connect_answer_ != 0) {
+    throw std::runtime_error(what + ": " +
+                             (connect_answer_ == no_answer_yet
+                                  ? "no answer"
+                                  : mosquitto_connack_string(connect_answer_)));
+  }
+  require(mosquitto_loop_start(handle_), "mosquitto_loop_start");
 }
 
 void mqtt_peer::stop() noexcept {

@@ -65,8 +65,10 @@ class mqtt_peer {
 
   std::string host_;
   std::uint16_t port_;
+  static constexpr int no_answer_yet = -1;
+
   bool connected_ = false;
-  int connect_answer_ = -1;
+  int connect_answer_ = no_answer_yet;
 };
 
 }  // namespace kavu_test
