@@ -1,5 +1,7 @@
 #include "helpers/mqtt_packet.hpp"
 
+#include "helpers/topic_match.hpp"
+
 namespace kavu_test {
 namespace {
 
@@ -83,7 +85,7 @@ void read_filters(field_reader& body, bool with_qos, mqtt_packet& packet) {
     topic_request request;
     request.filter = body.text();
     request.qos = with_qos ? body.byte() : std::uint8_t{0};
-    if (request.filter.empty() || request.qos > 2) {
+    if (request.filter.empty() || !is_topic_filter(request.filter) || request.qos > 2) {
       throw malformed_packet("an impossible filter or quality of service");
     }
     packet.filters.push_back(request);

@@ -24,6 +24,22 @@ bool topic_matches(std::string_view filter, std::string_view topic) {
   return true;
 }
 
+bool is_topic_filter(std::string_view text) {
+  for (;;) {
+    const auto end = text.find('/');
+    const auto level = text.substr(0, end);
+    const bool last = end == std::string_view::npos;
+    if (level.find_first_of("+#") != std::string_view::npos && level != "+" &&
+        !(level == "#" && last)) {
+      return false;
+    }
+    if (last) {
+      return true;
+    }
+    text.remove_prefix(end + 1);
+  }
+}
+
 bool matches_pattern(std::string_view pattern, std::string_view text) {
   std::size_t at = 0;
   std::size_t position = 0;
