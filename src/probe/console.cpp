@@ -1,0 +1,71 @@
+#include "probe/console.hpp"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "probe/failure.hpp"
+
+namespace kavu_probe {
+namespace {
+
+void write_out(std::string_view text, bool end_of_line) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  if (end_of_line) {
+    std::fputc('\n', stdout);
+  }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    throw probe_error(std::string("The results cannot be written: ") + std::strerror(errno) + ".");
+  }
+}
+
+bool wants_style() {
+  const char* const kind = std::getenv("TERM");
+  const char* const no_colour = std::getenv("NO_COLOR");
+  return kind != nullptr && std::strcmp(kind, "dumb") != 0 &&
+         (no_colour == nullptr || *no_colour == '\0');
+}
+
+}  // namespace
+
+void print_line(std::string_view line) {
+  write_out(line, true);
+}
+
+void print_text(std::string_view text) {
+  write_out(text, false);
+}
+
+void print_failure(std::string_view line) noexcept {
+  std::fputs("kavu-probe: ", stderr);
+  print_log_line(line);
+}
+
+void print_log_line(std::string_view line) noexcept {
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  std::fputc('\n', stderr);
+}
+
+terminal look_at_terminal() {
+  terminal result;
+  result.interactive = isatty(STDOUT_FILENO) == 1;
+  if (result.interactive) {
+    result.styled = wants_style();
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+      result.columns = size.ws_col;
+      result.rows = size.ws_row;
+    }
+  }
+  return result;
+}
+
+bool failures_show_beside_output() {
+  return isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1;
+}
+
+}  // namespace kavu_probe
