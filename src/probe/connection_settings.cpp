@@ -1,0 +1,66 @@
+#include "probe/connection_settings.hpp"
+
+#include <arpa/inet.h>
+
+namespace kavu_probe {
+namespace {
+
+bool is_ipv6_literal(const std::string& host) {
+  // An address of one link carries its interface behind a percent sign (RFC 4007).
+  const std::string address = host.substr(0, host.find('%'));
+  in6_addr parsed{};
+  return inet_pton(AF_INET6, address.c_str(), &parsed) == 1;
+}
+
+}  // namespace
+
+host_address make_host_address(const std::string& host) {
+  if (is_ipv6_literal(host)) {
+    return {"[" + host + "]", "IPv6"};
+  }
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']' &&
+      is_ipv6_literal(host.substr(1, host.size() - 2))) {
+    return {host, "IPv6"};
+  }
+  return {host, "IPv4"};
+}
+
+void set_connection(settings_builder& builder, const connection_options& options,
+                    const connection_credentials& credentials) {
+  if (options.port) {
+    builder.set("port", std::to_string(*options.port));
+  }
+  if (!options.user.empty()) {
+    builder.set("user_credentials.active", "yes");
+    builder.set("user_credentials.user", options.user);
+    builder.set("user_credentials.password", credentials.password.text());
+  }
+  if (!options.tls) {
+    return;
+  }
+  builder.set("tls.active", "yes");
+  if (!credentials.ca_certificate.empty()) {
+    builder.set("tls.server_auth_active", "yes");
+    builder.set("tls.ca_certificate", credentials.ca_certificate);
+  }
+  if (!credentials.client_certificate.empty()) {
+    builder.set("tls.client_auth_active", "yes");
+    builder.set("tls.client_certificate", credentials.client_certificate);
+    builder.set("tls.client_key", credentials.client_key.text());
+    builder.set("tls.client_key_password", credentials.client_key_password.text());
+  }
+}
+
+void add_common_settings(settings_builder& builder, const connection_options& options, bool logging,
+                         std::chrono::nanoseconds interval) {
+  const host_address host = make_host_address(options.host);
+  const auto seconds = std::chrono::ceil<std::chrono::seconds>(interval).count();
+  builder.add("host", host.text);
+  builder.add("logging", logging ? "enabled" : "disabled");
+  builder.add("timeout", std::to_string(options.timeout_s));
+  builder.add_secret("brunvikcloudapikey", secret());
+  builder.add("ipversion", host.ip_version);
+  builder.add("interval", std::to_string(seconds));
+}
+
+}  // namespace kavu_probe

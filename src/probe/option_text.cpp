@@ -1,0 +1,111 @@
+#include "probe/option_text.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "probe/failure.hpp"
+#include "probe/utf8.hpp"
+
+namespace kavu_probe {
+namespace {
+
+constexpr std::array<std::string_view, 5> channel_keys = {"name", "path", "type", "unit", "scale"};
+
+/// The channel key that `text` starts with, its "=" included; empty when there is none.
+std::string_view leading_key(std::string_view text) {
+  for (const std::string_view key : channel_keys) {
+    if (text.starts_with(key) && text.substr(key.size()).starts_with('=')) {
+      return key;
+    }
+  }
+  return {};
+}
+
+std::size_t find_separator(std::string_view text) {
+  for (std::size_t comma = text.find(','); comma != std::string_view::npos;
+       comma = text.find(',', comma + 1)) {
+    if (!leading_key(text.substr(comma + 1)).empty()) {
+      return comma;
+    }
+  }
+  return text.size();
+}
+
+class channel_parser {
+ public:
+  explicit channel_parser(std::string_view text) : text_(text) {}
+
+  channel_option parse() {
+    for (std::string_view rest = text_;;) {
+      const std::string_view key = leading_key(rest);
+      if (key.empty()) {
+        fail("expected one of name=, path=, type=, unit=, scale=");
+      }
+      rest.remove_prefix(key.size() + 1);
+      const std::size_t end = find_separator(rest);
+      values_[position(key)] = take(key, rest.substr(0, end));
+      if (end == rest.size()) {
+        break;
+      }
+      rest.remove_prefix(end + 1);
+    }
+    if (!values_[0] || !values_[1]) {
+      fail("name= and path= are needed");
+    }
+    return {*values_[0], *values_[1], values_[2], values_[3], values_[4]};
+  }
+
+ private:
+  static std::size_t position(std::string_view key) {
+    return static_cast<std::size_t>(std::find(channel_keys.begin(), channel_keys.end(), key) -
+                                    channel_keys.begin());
+  }
+
+  std::string take(std::string_view key, std::string_view value) {
+    if (values_[position(key)]) {
+      fail(fmt::format("{}= stands twice", key));
+    }
+    return std::string(value);
+  }
+
+  [[noreturn]] void fail(std::string_view why) const {
+    throw usage_error(fmt::format("--channel \"{}\": {}.", printable(text_), why));
+  }
+
+  std::string_view text_;
+  std::array<std::optional<std::string>, channel_keys.size()> values_;
+};
+
+}  // namespace
+
+channel_option parse_channel_option(std::string_view text) {
+  return channel_parser(text).parse();
+}
+
+named_value parse_setting_option(std::string_view text) {
+  const std::size_t equals = text.find('=');
+  if (equals == 0 || equals == std::string_view::npos) {
+    throw usage_error(fmt::format("--set \"{}\": expected NAME=VALUE.", printable(text)));
+  }
+  return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
+}
+
+std::chrono::nanoseconds parse_seconds(std::string_view option, std::string_view text) {
+  constexpr double shortest = 0.001;
+  constexpr double longest = 365.0 * 24 * 3600;
+  double seconds = 0;
+  const char* const end = text.data() + text.size();
+  const auto [after, failure] = std::from_chars(text.data(), end, seconds);
+  // Written so that "nan", which from_chars reads, does not pass.
+  if (failure != std::errc() || after != end || !(seconds >= shortest && seconds <= longest)) {
+    throw usage_error(fmt::format("{} \"{}\": expected seconds between {} and {}.", option,
+                                  printable(text), shortest, longest));
+  }
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(
+      std::chrono::duration<double>(seconds));
+}
+
+}  // namespace kavu_probe
