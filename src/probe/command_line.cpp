@@ -1,0 +1,264 @@
+#include "probe/command_line.hpp"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+#include "probe/failure.hpp"
+#include "probe/option_text.hpp"
+
+namespace kavu_probe {
+namespace {
+
+// Texts of options that are only understood after the whole line has been read.
+struct raw_texts {
+  std::string interval;
+  std::string topic;
+  std::string message_path;
+  std::vector<std::string> settings;
+  std::vector<std::string> channels;
+};
+
+class command_line {
+ public:
+  command_line() : app_("Hosts a monitoring module: checks, scans and notifies.", "kavu-probe") {
+    app_.set_version_flag("--version", "kavu-probe " KAVU_PROBE_VERSION);
+    app_.require_subcommand(1);
+    // Options of the program may stand behind the command as well.
+    app_.fallthrough();
+    add_common_options();
+    add_connection_options();
+    add_demo();
+    add_info();
+    add_check();
+    add_scans();
+    add_notify();
+  }
+
+  command_line_result read(int argument_count, const char* const* arguments) {
+    try {
+      app_.parse(argument_count, arguments);
+    } catch (const CLI::Success& asked) {
+      return {std::nullopt, text_of(asked)};
+    } catch (const CLI::ParseError& failure) {
+      throw usage_error(one_line(failure.what()) + " (see kavu-probe --help)");
+    }
+    check_connection();
+    return {program_options{common_, finish_()}, ""};
+  }
+
+ private:
+  std::string text_of(const CLI::Success& asked) const {
+    std::ostringstream text;
+    std::ostringstream unused;
+    app_.exit(asked, text, unused);
+    return text.str();
+  }
+
+  static std::string one_line(std::string text) {
+    while (text.ends_with('\n')) {
+      text.pop_back();
+    }
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+  }
+
+  void add_common_options() {
+    app_.add_option("--module", common_.module_path, "The module's library")->type_name("PATH");
+    app_.add_option("--language", common_.language, "Language of names and messages")
+        ->type_name("NAME");
+    app_.add_flag("--json", common_.json, "One JSON object per line, nothing else");
+    app_.add_flag("--log", common_.log, "The module's whole log, on standard error");
+  }
+
+  void add_connection_options() {
+    connection_options& connection = common_.connection;
+    const auto add = [this](const char* name, auto& target, const char* type, const char* help) {
+      return app_.add_option(name, target, help)->type_name(type)->group("Connection");
+    };
+    add("--host", connection.host, "NAME", "Name or address (127.0.0.1)");
+    add("--port", connection.port, "NUMBER", "Port (what the module declares, 1883)");
+    add("--timeout", connection.timeout_s, "SECONDS", "Time-out (10)")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{86400}).description(""));
+    add("--user", connection.user, "NAME", "User name; the password is in the file or variable");
+    add("--password-file", connection.password_file, "FILE",
+        "Holds the password (else KAVU_PROBE_PASSWORD)");
+    app_.add_flag("--tls", connection.tls, "Encrypt the connection")->group("Connection");
+    add("--ca", connection.ca_file, "FILE", "Certificate authority to check the server against");
+    add("--cert", connection.certificate_file, "FILE", "Certificate of this client");
+    add("--key", connection.key_file, "FILE", "Key of this client's certificate");
+    add("--key-password-file", connection.key_password_file, "FILE", "Holds the key's pass phrase");
+  }
+
+  void check_connection() const {
+    const connection_options& given = common_.connection;
+    const auto need = [](bool with, const char* option, bool other, const char* needed) {
+      if (with && !other) {
+        throw usage_error(fmt::format("{} needs {}.", option, needed));
+      }
+    };
+    need(!given.password_file.empty(), "--password-file", !given.user.empty(), "--user");
+    need(!given.ca_file.empty(), "--ca", given.tls, "--tls");
+    need(!given.certificate_file.empty(), "--cert", given.tls, "--tls");
+    need(!given.key_file.empty(), "--key", !given.certificate_file.empty(), "--cert");
+    need(!given.key_password_file.empty(), "--key-password-file", !given.certificate_file.empty(),
+         "--cert");
+    if (given.host.empty()) {
+      throw usage_error("--host must not be empty.");
+    }
+  }
+
+  void add_interval(CLI::App* command, const char* default_text) {
+    command
+        ->add_option("--interval", raw_.interval,
+                     fmt::format("Between two scans; a fraction is allowed ({})", default_text))
+        ->type_name("SECONDS");
+  }
+
+  std::chrono::nanoseconds interval_or(const char* default_text) const {
+    return parse_seconds("--interval", raw_.interval.empty() ? default_text : raw_.interval);
+  }
+
+  CLI::App* add_command(CLI::App& parent, const char* name, const char* help) {
+    CLI::App* command = parent.add_subcommand(name, help);
+    command->fallthrough();
+    return command;
+  }
+
+  void add_demo() {
+    CLI::App* command = add_command(
+        app_, "demo", "Show everything at work against a private broker and a simulated plant");
+    command->add_option("--scans", demo_.scans, "How many scans (3)")
+        ->type_name("NUMBER")
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1000000}).description(""));
+    add_interval(command, demo_interval);
+    command->parse_complete_callback([this] {
+      finish_ = [this]() -> command_options {
+        demo_.interval = interval_or(demo_interval);
+        return demo_;
+      };
+    });
+  }
+
+  void add_info() {
+    add_command(app_, "info", "Show the module's sensors and their settings")
+        ->parse_complete_callback([this] { finish_ = [] { return info_options(); }; });
+  }
+
+  void add_check() {
+    add_command(app_, "check", "Check the connection")->parse_complete_callback([this] {
+      finish_ = [] { return check_options(); };
+    });
+  }
+
+  void add_scans() {
+    CLI::App* scan = add_command(app_, "scan", "Create a sensor, scan it and destroy it");
+    scan->require_subcommand(1);
+    CLI::App* roundtrip = add_scan(scan, "roundtrip", "Send a message and wait for its return",
+                                   "roundtrip_sensor", /*at_once=*/true);
+    add_topic(roundtrip, "Topic to send to", false);
+    CLI::App* statistics = add_scan(scan, "statistics", "Count the messages of a topic filter",
+                                    "statistics_sensor", false);
+    add_topic(statistics, "Topic filter, + and # allowed", true);
+    add_custom(add_scan(scan, "custom", "Read values from the JSON messages of a topic",
+                        "subscribe_custom_sensor", false));
+    CLI::App* other = add_scan(scan, "sensor", "Any sensor of the module, by its name", "", false);
+    other->add_option("name", scan_.kind, "The sensor's name (see info)")->required();
+  }
+
+  void add_topic(CLI::App* command, const char* help, bool required) {
+    command->add_option("--topic", raw_.topic, help)->type_name("TOPIC")->required(required);
+  }
+
+  void add_custom(CLI::App* command) {
+    add_topic(command, "Topic to subscribe to", true);
+    command
+        ->add_option("--channel", raw_.channels,
+                     "name=NAME,path=JSONPATH[,type=TYPE][,unit=UNIT][,scale=FACTOR], repeatable")
+        ->type_name("CHANNEL")
+        ->allow_extra_args(false)
+        ->required();
+    command->add_option("--message-path", raw_.message_path, "Where the sensor's message is")
+        ->type_name("JSONPATH");
+    command->add_flag_callback(
+        "--retain", [this] { set("retain_last_message", "retain"); },
+        "Repeat the last values when no message has come");
+    command->add_flag_callback(
+        "--duration", [this] { set("duration_since_last_message", "enable"); },
+        "Show the time since the last message");
+  }
+
+  CLI::App* add_scan(CLI::App* parent, const char* name, const char* help, const char* kind,
+                     bool at_once) {
+    CLI::App* command = add_command(*parent, name, help);
+    add_interval(command, scan_interval);
+    command->add_option("--scans", scan_.scans, "How many scans (1); 0: until Ctrl-C")
+        ->type_name("NUMBER")
+        ->check(CLI::Range(std::int64_t{0}, INT64_MAX).description(""));
+    command->add_option("--id", scan_.id, "The sensor's number (1)")->type_name("NUMBER");
+    command->add_flag("--require-checks", scan_.require_checks,
+                      "Run the checks that the sensor requires first");
+    command->add_option("--set", raw_.settings, "A value for any setting (see info), repeatable")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    command->parse_complete_callback([this, kind = std::string(kind), at_once] {
+      finish_ = [this, kind, at_once] { return finish_scan(kind, at_once); };
+    });
+    return command;
+  }
+
+  command_options finish_scan(const std::string& kind, bool at_once) {
+    scan_options result = scan_;
+    if (!kind.empty()) {
+      result.kind = kind;
+    }
+    result.at_once = at_once;
+    result.interval = interval_or(scan_interval);
+    if (!raw_.topic.empty()) {
+      result.settings.push_back({"topic", raw_.topic});
+    }
+    if (!raw_.message_path.empty()) {
+      result.settings.push_back({"message_path", raw_.message_path});
+    }
+    for (const std::string& text : raw_.settings) {
+      result.settings.push_back(parse_setting_option(text));
+    }
+    for (const std::string& text : raw_.channels) {
+      result.channels.push_back(parse_channel_option(text));
+    }
+    return result;
+  }
+
+  void set(const char* name, const char* value) { scan_.settings.push_back({name, value}); }
+
+  void add_notify() {
+    CLI::App* command = add_command(app_, "notify", "Publish one notification");
+    command->add_option("--topic", notify_.topic, "Where to")->type_name("TOPIC")->required();
+    command->add_option("--message", notify_.message, "What it says")
+        ->type_name("TEXT")
+        ->required();
+    command->add_option("--client-id", notify_.client_id, "MQTT client identifier (kavu_probe_)")
+        ->type_name("TEXT");
+    command->parse_complete_callback([this] { finish_ = [this] { return notify_; }; });
+  }
+
+  static constexpr const char* demo_interval = "3";
+  static constexpr const char* scan_interval = "5";
+
+  CLI::App app_;
+  common_options common_;
+  demo_options demo_;
+  scan_options scan_;
+  notify_options notify_;
+  raw_texts raw_;
+  std::function<command_options()> finish_;
+};
+
+}  // namespace
+
+command_line_result read_command_line(int argument_count, const char* const* arguments) {
+  return command_line().read(argument_count, arguments);
+}
+
+}  // namespace kavu_probe

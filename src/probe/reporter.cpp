@@ -1,0 +1,154 @@
+#include "probe/reporter.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "probe/clock_text.hpp"
+#include "probe/console.hpp"
+#include "probe/json_lines.hpp"
+#include "probe/text_layout.hpp"
+#include "probe/utf8.hpp"
+
+namespace kavu_probe {
+namespace {
+
+std::string state_text(bool ok, const std::optional<message_text>& message) {
+  if (ok) {
+    return message ? "ok: " + message_line(message) : "ok";
+  }
+  return message ? "error: " + message_line(message) : "error";
+}
+
+std::string log_line(const kavu::wire::LogRecord& record) {
+  static constexpr std::array names = {"emergency", "alert",  "critical", "error",
+                                       "warning",   "notice", "info",     "debug"};
+  const auto severity = static_cast<std::size_t>(record.severity());
+  const std::string source =
+      record.has_sensor_id() ? fmt::format("{}", record.sensor_id()) : std::string("module");
+  const auto time = std::chrono::system_clock::time_point(
+      std::chrono::duration_cast<std::chrono::system_clock::duration>(
+          std::chrono::nanoseconds(record.time_ns())));
+  return fmt::format("{} {:<9} {:>6}  {}", utc_text(time),
+                     severity < names.size() ? names[severity] : "?", source,
+                     printable(record.text()));
+}
+
+}  // namespace
+
+std::string number_text(const channel_number& number) {
+  if (const auto* integer = std::get_if<std::int64_t>(&number)) {
+    return fmt::format("{}", *integer);
+  }
+  return fmt::format("{:.10g}", std::get<double>(number));
+}
+
+std::string value_text(const channel_report& channel) {
+  if (channel.words) {
+    return printable(channel.words->display);
+  }
+  return channel.value ? number_text(*channel.value) : "-";
+}
+
+std::string unit_for_people(const channel_report& channel) {
+  return channel.unit_kind == kavu::wire::CHANNEL_UNIT_COUNT && channel.unit == "count"
+             ? ""
+             : printable(channel.unit);
+}
+
+std::string message_line(const std::optional<message_text>& message) {
+  return message ? printable(message->text) : "";
+}
+
+std::string reporter::sensor_name(const std::string& kind) const {
+  const sensor_kind* const sensor = module_.find_sensor(kind);
+  return sensor == nullptr ? kind : printable(texts_.text(kind + ".display", sensor->display));
+}
+
+void reporter::tell_failure(const std::string& who,
+                            const std::optional<message_text>& message) const {
+  if (json_ || !failures_show_beside_output()) {
+    print_failure(fmt::format("{}: {}", who, message ? message_line(message) : "failed"));
+  }
+}
+
+void reporter::show(const scan_report& report) const {
+  if (json_) {
+    print_line(to_json_line(report));
+  } else {
+    show_text(report);
+  }
+  if (!report.ok) {
+    tell_failure(fmt::format("{} {}", report.kind, report.id), report.message);
+  }
+}
+
+void reporter::show_text(const scan_report& report) const {
+  print_line(fmt::format("{}  {} ({} {})  {}", local_time_of_day(report.time),
+                         sensor_name(report.kind), report.kind, report.id,
+                         state_text(report.ok, report.message)));
+  std::size_t name_width = 0;
+  std::size_t value_width = 0;
+  for (const channel_report& channel : report.channels) {
+    name_width = std::max(name_width, display_width(printable(channel.name)));
+    value_width = std::max(value_width, display_width(value_text(channel)));
+  }
+  for (const channel_report& channel : report.channels) {
+    std::string line =
+        fmt::format("  {}  {} {}", pad_right(printable(channel.name), name_width),
+                    pad_left(value_text(channel), value_width), unit_for_people(channel));
+    if (channel.counter) {
+      line += channel.value ? " (since the last value)" : " (no difference yet)";
+    }
+    print_line(std::string_view(line).substr(0, line.find_last_not_of(' ') + 1));
+  }
+}
+
+void reporter::show(const check_report& report) const {
+  if (json_) {
+    print_line(to_json_line(report));
+  } else {
+    print_line(fmt::format("{}  {}  {}, {} ms", local_time_of_day(report.time), report.kind,
+                           state_text(report.ok, report.message), report.elapsed_ms));
+  }
+  if (report.ok) {
+    return;
+  }
+  for (const std::string& reason : report.reasons) {
+    print_failure(fmt::format("{}: {}", report.kind, printable(reason)));
+  }
+  if (report.reasons.empty()) {
+    tell_failure(report.kind, report.message);
+  }
+}
+
+void reporter::show(const notification_report& report) const {
+  if (json_) {
+    print_line(to_json_line(report));
+  } else {
+    print_line(fmt::format("{}  {}  {}, {} ms", local_time_of_day(report.time), report.service,
+                           state_text(report.ok, report.message), report.elapsed_ms));
+  }
+  if (!report.ok) {
+    tell_failure(report.service, report.message);
+  }
+}
+
+void log_printer::on_log(const kavu::wire::LogRecord& record) {
+  if (show_log_) {
+    print_log_line(log_line(record));
+  }
+}
+
+void log_printer::on_tick() {
+  if (tick_) {
+    tick_();
+  }
+}
+
+void log_printer::on_problem(const std::string& text) {
+  print_failure(text);
+}
+
+}  // namespace kavu_probe
