@@ -27,7 +27,7 @@ class sensor_stock {
 
    private:
     friend class sensor_stock;
-    explicit exclusive_use(std::shared_ptr<entry> entry);
+    explicit exclusive_use(std::shared_ptr<entry> used);
 
     std::shared_ptr<entry> entry_;
     std::unique_lock<std::mutex> lock_;

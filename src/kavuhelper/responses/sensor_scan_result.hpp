@@ -61,7 +61,7 @@ class sensor_scan_result : public messaging::kavu_message {
   void restore(std::string_view bytes);
 
  private:
-  using value = std::variant<std::int64_t, double>;
+  using channel_value = std::variant<std::int64_t, double>;
 
   const channels::dynamic_channel& get_definition(std::int32_t channel) const;
 
@@ -70,7 +70,7 @@ class sensor_scan_result : public messaging::kavu_message {
   scan_response_codes response_code_ = scan_response_codes::ok;
   std::optional<libi18n::i18n_msg> message_;
   std::shared_ptr<const settings::channel_map> channels_;
-  std::map<std::int32_t, value> values_;
+  std::map<std::int32_t, channel_value> values_;
 };
 
 }  // namespace brunvik::monitoring_modules::libkavuhelper::responses

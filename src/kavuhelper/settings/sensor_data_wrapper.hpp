@@ -28,7 +28,7 @@ class sensor_data_wrapper {
 
   [[nodiscard]] content_type get_content_type() const noexcept;
   /// Throws `message_deserialization_failed` when the content is another.
-  void require(content_type content) const;
+  void require(content_type wanted) const;
 
   /// Name of the sensor, the check or the notification service that is asked for.
   [[nodiscard]] const std::string& get_kind() const noexcept;
