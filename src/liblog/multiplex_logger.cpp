@@ -12,10 +12,12 @@ namespace brunvik::monitoring_modules::liblog {
 
 namespace {
 
-// A thread that is being cancelled unwinds with an exception that must not be kept.
-void deliver(log_interface& target, int severity, const std::string& message) {
+// Calls `act` and keeps what it throws from the caller, but for the exception with which a thread
+// unwinds that is being cancelled: that one must go on.
+template <class Act>
+void keep_failures(Act&& act) {
   try {
-    target.log(severity, message);
+    act();
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (...) {
@@ -28,24 +30,23 @@ void multiplex_logger::log(int severity, const std::string& message) {
   // Destroyed after the lock is released: this may turn out to be the last owner of a target, and
   // that one's destructor may do as it likes.
   std::vector<std::shared_ptr<log_interface>> live;
-  const std::lock_guard lock(mutex_);
-  bool some_are_gone = false;
-  for (auto position = targets_.begin(); position != targets_.end();) {
-    if (auto target = position->first.lock()) {
-      const bool wanted = severity <= position->second.threshold;
-      live.push_back(std::move(target));
-      if (wanted) {
-        deliver(*live.back(), severity, message);
+  keep_failures([&] {
+    const std::lock_guard lock(mutex_);
+    const auto dropped = std::erase_if(targets_, [&](const auto& entry) {
+      auto target = entry.first.lock();
+      if (!target) {
+        return true;
       }
-      ++position;
-    } else {
-      position = targets_.erase(position);
-      some_are_gone = true;
+      live.push_back(std::move(target));
+      if (severity <= entry.second.threshold) {
+        keep_failures([&] { live.back()->log(severity, message); });
+      }
+      return false;
+    });
+    if (dropped != 0) {
+      update_reach();
     }
-  }
-  if (some_are_gone) {
-    update_reach();
-  }
+  });
 }
 
 bool multiplex_logger::enabled(int severity) const noexcept {
@@ -56,7 +57,6 @@ void multiplex_logger::add(const std::shared_ptr<log_interface>& target, int thr
   if (!target) {
     return;
   }
-  std::int64_t reach = threshold;
   const int most_severe = std::min(threshold, severity::emergency);
   const int least_severe = std::min(threshold, severity::debug);
   bool on = false;
@@ -64,7 +64,7 @@ void multiplex_logger::add(const std::shared_ptr<log_interface>& target, int thr
     on = target->enabled(level);
   }
   const std::lock_guard lock(mutex_);
-  targets_[target] = {threshold, on ? reach : nothing};
+  targets_[target] = {threshold, on ? std::int64_t{threshold} : nothing};
   update_reach();
 }
 
