@@ -85,8 +85,8 @@ TEST(format_test, fills_placeholders_and_names_what_is_wrong) {
        "failure: Index 9223372036854775807 is too high for argument list."},
       {"%9223372036854775808:s", {"x"}, "out of range"},
   };
-  for (const auto& [text, given, expected] : cases) {
-    EXPECT_EQ(outcome([&] { return format(text, given); }), expected) << text;
+  for (const auto& each : cases) {
+    EXPECT_EQ(outcome([&] { return format(each.text, each.given); }), each.expected) << each.text;
   }
   EXPECT_EQ(format("%0:s:%1:s", "host", std::string("1883")), "host:1883");
 }
