@@ -38,7 +38,7 @@ class command_line {
 
   command_line_result read(int argument_count, const char* const* arguments) {
     try {
-      app_.parse(argument_count, arguments);
+      app_.parse(split(argument_count, arguments));
     } catch (const CLI::Success& asked) {
       return {std::nullopt, text_of(asked)};
     } catch (const CLI::ParseError& failure) {
@@ -49,6 +49,23 @@ class command_line {
   }
 
  private:
+  /// The arguments behind the program's name, last one first, as the library wants them. "--x=" is
+  /// taken apart here: the library would take the next argument for the missing value.
+  static std::vector<std::string> split(int argument_count, const char* const* arguments) {
+    std::vector<std::string> parts;
+    for (int index = argument_count - 1; index > 0; --index) {
+      const std::string_view argument = arguments[index];
+      if (argument.size() > 3 && argument.starts_with("--") &&
+          argument.find('=') == argument.size() - 1) {
+        parts.emplace_back();
+        parts.emplace_back(argument.substr(0, argument.size() - 1));
+      } else {
+        parts.emplace_back(argument);
+      }
+    }
+    return parts;
+  }
+
   std::string text_of(const CLI::Success& asked) const {
     std::ostringstream text;
     std::ostringstream unused;

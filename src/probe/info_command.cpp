@@ -27,8 +27,9 @@ class info_writer {
         width_(std::clamp(terminal_.columns, narrowest, widest)) {}
 
   void write() const {
-    heading(fmt::format("{} {}", text("module.display", module_.module_display),
-                        printable(module_.module_version)));
+    print_line(
+        emphasized(fmt::format("{} {}", printable(text("module.display", module_.module_display)),
+                               printable(module_.module_version))));
     paragraph(text("module.description", module_.module_description), 2);
     heading("Sensors");
     for (const sensor_kind& sensor : module_.sensors) {
@@ -36,7 +37,7 @@ class info_writer {
     }
     heading("Checks");
     for (const check_kind& check : module_.checks) {
-      paragraph(fmt::format("{}: settings {}", check.name, fmt::join(check.sections, ", ")), 2);
+      paragraph(fmt::format("{}: settings {}", check.name, list(check.sections)), 2);
     }
     heading("Settings, by section");
     for (const setting_section& section : module_.sections) {
@@ -47,6 +48,10 @@ class info_writer {
  private:
   std::string text(const std::string& key, const std::string& fallback) const {
     return texts_.text(key, fallback);
+  }
+
+  static std::string list(const std::vector<std::string>& names) {
+    return names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "));
   }
 
   std::string emphasized(const std::string& line) const {
@@ -76,9 +81,8 @@ class info_writer {
                            printable(text(sensor.name + ".display", sensor.display))));
     paragraph(text(sensor.name + ".description", sensor.description), 6);
     paragraph(text(sensor.name + ".help", sensor.help), 6);
-    paragraph(fmt::format("Settings: {}. Required checks: {}.", fmt::join(sensor.sections, ", "),
-                          fmt::join(sensor.required_checks, ", ")),
-              6);
+    paragraph("Settings: " + list(sensor.sections), 6);
+    paragraph("Required checks: " + list(sensor.required_checks), 6);
     print_line("");
   }
 

@@ -1,0 +1,205 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+
+#include "probe/probe_run.hpp"
+#include "probe/test_document.hpp"
+
+// The program from outside, on a module that needs no broker.
+namespace kavu_test {
+namespace {
+
+using nlohmann::json;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+std::vector<std::string> on_test_module(std::vector<std::string> arguments) {
+  arguments.insert(arguments.end(), {"--module", KAVU_TEST_MODULE});
+  return arguments;
+}
+
+std::vector<std::string> scan(const std::string& behaviour, std::vector<std::string> more = {},
+                              const std::string& interval = "0.05") {
+  std::vector<std::string> arguments = {
+      "scan", "sensor", "tank_sensor", "--set", "topic=" + behaviour, "--interval", interval};
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  return on_test_module(arguments);
+}
+
+TEST(info, gives_the_document_byte_for_byte) {
+  probe_run run(on_test_module({"info", "--json"}));
+  EXPECT_EQ(run.wait(), 0);
+  EXPECT_EQ(run.output(), test_document);
+}
+
+TEST(info, is_readable_in_the_language_asked_for) {
+  probe_run run(on_test_module({"info", "--language", "German"}));
+  EXPECT_EQ(run.wait(), 0);
+  EXPECT_THAT(run.output(),
+              AllOf(HasSubstr("tank_sensor  Behälter"), HasSubstr("Up to two values."),
+                    HasSubstr("integer from 1 to 65535; default \"1883\"; required"),
+                    HasSubstr("one of \"no\" = None, \"yes\" = Password"),
+                    HasSubstr("Between 1 and 100%."), HasSubstr("secret text")));
+  for (const std::string& line : run.output_lines()) {
+    EXPECT_LE(line.size(), 102U) << line;
+  }
+}
+
+TEST(usage, ends_with_2_and_one_line) {
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"info", "--language", "Klingon"}, "German, English"},
+      {{"check", "--module", "/nowhere.so"}, "/nowhere.so"},
+      {{"check", "--module", "/bin/sh"}, "cannot be loaded"},
+      {{"check", "--port", "70000"}, "70000 is more than 65535"},
+      {{"check", "--user", "u", "--password-file", "/nowhere"}, "No such file"},
+      {{"check", "--tls", "--ca", "/dev/null"}, "no PEM text"},
+      {{"scan", "sensor", "none"}, "no sensor \"none\""},
+      {{"scan", "statistics", "--topic", "t"}, "no sensor \"statistics_sensor\""},
+      {{"scan", "sensor", "tank_sensor"}, "must not be empty"},
+      {{"scan", "sensor", "tank_sensor", "--set", "colour=1"}, "no setting \"colour\""},
+      {{"scan", "sensor", "tank_sensor", "--set", "password=geheim"}, "no place"},
+  };
+  for (const auto& [arguments, expected] : cases) {
+    const bool own_module =
+        std::find(arguments.begin(), arguments.end(), "--module") != arguments.end();
+    probe_run run(own_module ? arguments : on_test_module(arguments));
+    EXPECT_EQ(run.wait(), 2) << expected;
+    const std::string errors = run.errors();
+    EXPECT_THAT(errors, AllOf(HasSubstr(expected), Not(HasSubstr("geheim"))));
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_EQ(run.output(), "");
+  }
+}
+
+TEST(check, tells_the_reason_of_a_failure_once) {
+  probe_run good(on_test_module({"check", "--json"}));
+  EXPECT_EQ(good.wait(), 0);
+  EXPECT_EQ(json::parse(good.output()).at("ok"), true);
+  EXPECT_EQ(good.errors(), "");
+
+  probe_run bad(on_test_module({"check", "--json", "--host", "refused"}));
+  EXPECT_EQ(bad.wait(), 1);
+  const json result = json::parse(bad.output());
+  EXPECT_EQ(result.at("ok"), false);
+  EXPECT_EQ(result.at("kind"), "reach_check");
+  EXPECT_TRUE(result.at("elapsed_ms").is_number_integer());
+  EXPECT_EQ(bad.errors(), "kavu-probe: reach_check: The tank \\x1b[31mrefused\n");
+}
+
+TEST(scan_series, shows_each_result_and_destroys_the_sensor) {
+  probe_run run(scan("counts", {"--scans", "3", "--json", "--log", "--language", "German"}));
+  EXPECT_EQ(run.wait(), 0);
+  const auto lines = run.output_lines();
+  ASSERT_EQ(lines.size(), 3U);
+  // The module counts scans in channel 0 and their square, of which half is shown, in channel 1.
+  EXPECT_EQ(json::parse(lines[0]).at("channels").size(), 1U);
+  const json third = json::parse(lines[2]).at("channels");
+  EXPECT_EQ(third.at(0).at("value"), 3);
+  EXPECT_EQ(third.at(0).at("name"), "Anzahl");
+  EXPECT_EQ(third.at(1).at("value"), 2.5);
+  EXPECT_THAT(run.errors(), AllOf(HasSubstr("destroyed 1"), HasSubstr("cleaned up")));
+}
+
+TEST(scan_series, goes_on_after_failures) {
+  struct {
+    const char* behaviour;
+    std::vector<bool> ok;
+    const char* error;
+  } const cases[] = {
+      {"fails", {false, false, false}, "tank_sensor 1: Von 'tank,1' abgewiesen: full (100%)"},
+      {"silent", {false, false, false}, "has given no result"},
+      {"garbage", {true, true, true}, "3 bytes that are no message"},
+      {"late", {false, true, true}, "Von 'tank,1' abgewiesen"},
+      {"vanishes", {true, false, true}, "does not have this sensor any more (code 6)"},
+  };
+  for (const auto& expected : cases) {
+    SCOPED_TRACE(expected.behaviour);
+    probe_run run(scan(expected.behaviour, {"--scans", "3", "--json", "--language", "German"}));
+    const bool all_well = expected.ok == std::vector<bool>(3, true);
+    EXPECT_EQ(run.wait(), all_well ? 0 : 1);
+    std::vector<bool> ok;
+    for (const std::string& line : run.output_lines()) {
+      ok.push_back(json::parse(line).at("ok"));
+    }
+    EXPECT_EQ(ok, expected.ok);
+    EXPECT_THAT(run.errors(), HasSubstr(expected.error));
+  }
+}
+
+TEST(scan_series, a_sensor_that_the_module_does_not_offer_ends_it) {
+  probe_run run(on_test_module({"scan", "sensor", "missing_sensor", "--scans", "0", "--json"}));
+  EXPECT_EQ(run.wait(), 1);
+  EXPECT_EQ(json::parse(run.output()).at("ok"), false);
+  EXPECT_THAT(run.errors(), HasSubstr("does not offer this sensor (code 4)"));
+}
+
+TEST(scan_series, required_checks_come_first) {
+  probe_run run(scan("counts", {"--require-checks", "--json", "--host", "refused"}));
+  EXPECT_EQ(run.wait(), 1);
+  ASSERT_EQ(run.output_lines().size(), 1U);
+  EXPECT_EQ(json::parse(run.output()).at("kind"), "reach_check");
+}
+
+TEST(notify, tells_success_and_failure) {
+  probe_run good(on_test_module(
+      {"notify", "--topic", "t", "--message", "", "--json", "--host", "::1", "--log"}));
+  EXPECT_EQ(good.wait(), 0);
+  EXPECT_EQ(json::parse(good.output()).at("kind"), "test_notification");
+  EXPECT_THAT(good.errors(), HasSubstr("[::1] 1883"));
+  probe_run bad(on_test_module({"notify", "--topic", "refused", "--message", "m"}));
+  EXPECT_EQ(bad.wait(), 1);
+  EXPECT_THAT(bad.errors(), HasSubstr("test_notification: Refused by 'tank,1'"));
+}
+
+TEST(secrets, come_from_file_or_variable_and_their_line_end_stays_behind) {
+  temporary_directory directory;
+  const std::string file = directory.write("password", "pass word\r\n");
+  const std::vector<std::string> base = {"--user", "u", "--log"};
+  auto with_file = base;
+  with_file.insert(with_file.end(), {"--password-file", file});
+  probe_run from_file(scan("counts", with_file), {{"KAVU_PROBE_PASSWORD", "other"}});
+  EXPECT_EQ(from_file.wait(), 0);
+  EXPECT_THAT(from_file.errors(), HasSubstr("password pass word\\n2"));
+  probe_run from_variable(scan("counts", base), {{"KAVU_PROBE_PASSWORD", "other"}});
+  EXPECT_EQ(from_variable.wait(), 0);
+  EXPECT_THAT(from_variable.errors(), HasSubstr("password other\\n2"));
+}
+
+TEST(signals, end_a_waiting_series_at_once) {
+  probe_run bounded(scan("counts", {"--scans", "2", "--log"}, "3600"));
+  ASSERT_TRUE(bounded.wait_for_errors("password"));
+  bounded.process().send_signal(SIGINT);
+  EXPECT_EQ(bounded.wait(), 128 + SIGINT);
+  EXPECT_THAT(bounded.errors(), HasSubstr("cleaned up"));
+
+  probe_run endless(scan("counts", {"--scans", "0"}));
+  ASSERT_TRUE(endless.wait_for_output("Count"));
+  endless.process().send_signal(SIGTERM);
+  EXPECT_EQ(endless.wait(), 0);
+}
+
+TEST(signals, end_a_call_that_does_not_come_back) {
+  for (const auto& arguments :
+       {on_test_module({"check", "--host", "blocks", "--log"}), scan("blocks", {"--log"})}) {
+    probe_run run(arguments);
+    ASSERT_TRUE(run.wait_for_errors("blocking"));
+    run.process().send_signal(SIGTERM);
+    EXPECT_EQ(run.wait(), 128 + SIGTERM);
+  }
+}
+
+TEST(output, that_nobody_reads_ends_the_series) {
+  // The reader closes the pipe after the first line.
+  const std::string line = std::string(KAVU_PROBE) + " scan sensor tank_sensor --set topic=counts" +
+                           " --interval 0.05 --scans 0 --module " KAVU_TEST_MODULE;
+  temporary_directory directory;
+  const auto log = directory.path() / "log";
+  child_process shell({"/bin/bash", "-o", "pipefail", "-c", line + " | head -n 1"}, log);
+  EXPECT_EQ(shell.wait(), 1);
+}
+
+}  // namespace
+}  // namespace kavu_test

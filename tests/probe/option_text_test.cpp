@@ -1,0 +1,110 @@
+#include "probe/option_text.hpp"
+
+#include <gtest/gtest.h>
+
+#include "probe/command_line.hpp"
+#include "probe/failure.hpp"
+
+namespace kavu_probe {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(channel_option, separates_only_before_its_own_keys) {
+  struct {
+    const char* text;
+    const char* name;
+    const char* path;
+    std::optional<std::string> unit;
+    std::optional<std::string> scale;
+  } const cases[] = {
+      {"name=temp,path=$.t", "temp", "$.t", std::nullopt, std::nullopt},
+      {"path=$.t[?(@.a,b)],unit=m,s,name=a", "a", "$.t[?(@.a,b)]", "m,s", std::nullopt},
+      {"name=a, b,path=$['x','y'],scale=0.1", "a, b", "$['x','y']", std::nullopt, "0.1"},
+      {"path=$.a[?(@.name=='x')],name=n,unit=", "n", "$.a[?(@.name=='x')]", "", std::nullopt},
+      {"name=,path=$.unit=3", "", "$.unit=3", std::nullopt, std::nullopt},
+  };
+  for (const auto& expected : cases) {
+    SCOPED_TRACE(expected.text);
+    const channel_option channel = parse_channel_option(expected.text);
+    EXPECT_EQ(channel.name, expected.name);
+    EXPECT_EQ(channel.path, expected.path);
+    EXPECT_EQ(channel.unit, expected.unit);
+    EXPECT_EQ(channel.scale, expected.scale);
+  }
+}
+
+TEST(channel_option, refuses_what_cannot_be_meant) {
+  for (const char* text : {"", "temp", "name=a", "path=$.a", "colour=red,name=a,path=$",
+                           "name=a,path=$,name=b", ",name=a,path=$"}) {
+    EXPECT_THROW(parse_channel_option(text), usage_error) << text;
+  }
+}
+
+TEST(seconds, may_have_a_fraction_and_have_bounds) {
+  EXPECT_EQ(parse_seconds("--interval", "2"), 2s);
+  EXPECT_EQ(parse_seconds("--interval", "0.25"), 250ms);
+  for (const char* text : {"", "0", "-1", "nan", "inf", "1e300", "1,5", "2 ", "0x2", "0.0001"}) {
+    EXPECT_THROW(parse_seconds("--interval", text), usage_error) << text;
+  }
+}
+
+program_options read(std::vector<const char*> arguments) {
+  arguments.insert(arguments.begin(), "kavu-probe");
+  return *read_command_line(static_cast<int>(arguments.size()), arguments.data()).options;
+}
+
+// The library that splits the line gives a meaning to brackets, quotes and empty texts in some
+// places; a message must arrive as it was typed.
+TEST(command_line, takes_texts_as_they_stand) {
+  for (const char* text : {"[a,b]", "\"quoted\"", "", "{}", "%%", "a\nb", "\xff\xfe", "--", " "}) {
+    const std::string message = std::string("--message=") + text;
+    const program_options options = read({"notify", "--topic", "t", message.c_str()});
+    EXPECT_EQ(std::get<notify_options>(options.command).message, text);
+  }
+  const char* const path = "name=a,path=$['x','y']";
+  const program_options options =
+      read({"scan", "custom", "--topic", "[t]", "--channel", path, "--channel", "name=[b],path=$.b",
+            "--set", "x=[1,2]", "--host", "::1"});
+  const auto& scan = std::get<scan_options>(options.command);
+  ASSERT_EQ(scan.channels.size(), 2U);
+  EXPECT_EQ(scan.channels[0].path, "$['x','y']");
+  EXPECT_EQ(scan.channels[1].name, "[b]");
+  EXPECT_EQ(scan.settings.at(0).value, "[t]");
+  EXPECT_EQ(scan.settings.at(1).value, "[1,2]");
+  EXPECT_EQ(options.common.connection.host, "::1");
+}
+
+TEST(command_line, says_in_one_line_what_is_wrong) {
+  const std::vector<std::vector<const char*>> lines = {
+      {},
+      {"fly"},
+      {"scan"},
+      {"check", "--port", "x"},
+      {"check", "--ca", "f"},
+      {"check", "--key", "f", "--tls"},
+      {"check", "--password-file", "f"},
+      {"check", "--host", ""},
+      {"check", "--timeout", "-1"},
+      {"scan", "custom", "--topic", "t"},
+      {"scan", "custom", "--topic", "t", "--channel", "path=$"},
+      {"scan", "statistics"},
+      {"scan", "roundtrip", "--scans", "-1"},
+      {"scan", "roundtrip", "--set", "novalue"},
+      {"demo", "--scans", "0"},
+      {"demo", "--interval", "fast"},
+      {"notify", "--topic", "t"},
+      {"check", "surplus"},
+  };
+  for (const auto& line : lines) {
+    try {
+      read(line);
+      ADD_FAILURE() << "accepted: " << (line.empty() ? "" : line.back());
+    } catch (const usage_error& failure) {
+      EXPECT_EQ(std::string(failure.what()).find('\n'), std::string::npos) << failure.what();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kavu_probe

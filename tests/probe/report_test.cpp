@@ -1,0 +1,170 @@
+#include "probe/report.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "probe/json_lines.hpp"
+#include "probe/reporter.hpp"
+#include "probe/test_document.hpp"
+#include "probe/text_layout.hpp"
+#include "probe/utf8.hpp"
+
+namespace kavu_probe {
+namespace {
+
+constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t smallest = std::numeric_limits<std::int64_t>::min();
+
+TEST(scale, keeps_integers_exact_as_long_as_they_are_integers) {
+  EXPECT_EQ(scale(largest, 1.0), channel_number(largest));
+  EXPECT_EQ(scale(std::int64_t{-4}, 1000.0), channel_number(std::int64_t{-4000}));
+  EXPECT_EQ(scale(std::int64_t{5}, 0.5), channel_number(2.5));
+  EXPECT_EQ(scale(largest, 2.0), channel_number(static_cast<double>(largest) * 2));
+  EXPECT_EQ(scale(0.1, 1.0), channel_number(0.1));
+  for (const double factor :
+       {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_FALSE(scale(std::int64_t{1}, factor));
+  }
+  EXPECT_FALSE(scale(1e300, 1e300));
+}
+
+TEST(counter, gives_differences_and_nothing_without_one) {
+  std::map<std::int32_t, std::int64_t> counters;
+  EXPECT_FALSE(count_up(counters, 1, 10));
+  EXPECT_EQ(count_up(counters, 1, 17), 7);
+  EXPECT_EQ(count_up(counters, 1, 17), 0);
+  EXPECT_FALSE(count_up(counters, 1, 3)) << "set back";
+  EXPECT_EQ(count_up(counters, 1, 5), 2);
+  EXPECT_FALSE(count_up(counters, 2, smallest));
+  EXPECT_FALSE(count_up(counters, 2, largest)) << "the difference does not fit";
+}
+
+class report_test : public ::testing::Test {
+ protected:
+  kavu::wire::ChannelDefinition& define(int id, const char* key, const char* text,
+                                        kavu::wire::ChannelKind kind) {
+    auto& channel = *result_.add_definitions();
+    channel.set_id(id);
+    channel.mutable_name()->set_key(key);
+    channel.mutable_name()->set_text(text);
+    channel.set_kind(kind);
+    return channel;
+  }
+
+  kavu::wire::ChannelValue& add(int id) {
+    auto& value = *result_.add_values();
+    value.set_id(id);
+    return value;
+  }
+
+  scan_report make(const char* language = "English") {
+    memory_.keep(result_);
+    return make_scan_report(result_, "tank_sensor", memory_, translator(module_, language));
+  }
+
+  const definition module_ = read_definition(kavu_test::test_document);
+  kavu::wire::ScanResult result_;
+  sensor_memory memory_;
+};
+
+TEST_F(report_test, json_is_exact_and_leaves_out_what_has_no_value) {
+  result_.set_sensor_id(4);
+  result_.mutable_message()->set_key("#:error.refused[a,b]");
+  result_.mutable_message()->set_text("Refused by 'a': b (100%)");
+  define(0, "channel.count", "Count", kavu::wire::CHANNEL_KIND_INTEGER)
+      .set_unit(kavu::wire::CHANNEL_UNIT_COUNT);
+  auto& custom = define(1, "T \xff", "T \xff", kavu::wire::CHANNEL_KIND_FLOAT);
+  custom.set_unit(kavu::wire::CHANNEL_UNIT_CUSTOM);
+  custom.set_unit_text("°C");
+  define(2, "Total", "Total", kavu::wire::CHANNEL_KIND_DELTA_COUNTER);
+  define(3, "State", "State", kavu::wire::CHANNEL_KIND_INTEGER).set_lookup_name("level");
+  define(5, "Bad", "Bad", kavu::wire::CHANNEL_KIND_FLOAT);
+  add(0).set_integer(largest);
+  add(1).set_floating(0.1);
+  add(2).set_integer(100);
+  add(3).set_integer(4);
+  add(5).set_floating(std::numeric_limits<double>::infinity());
+  const std::string line = to_json_line(make("German"));
+  const std::string rest = line.substr(line.find(R"("kind")"));
+  const std::string expected =
+      R"j("kind":"tank_sensor","id":4,"ok":true,"response_code":0,)j"
+      R"j("message":{"key":"#:error.refused[a,b]","text":"Von 'a' abgewiesen: b (100%)"},)j"
+      R"j("channels":[)j"
+      R"j({"id":0,"key":"channel.count","name":"Anzahl","value":9223372036854775807,)j"
+      R"j("unit":"count"},)j"
+      "{\"id\":1,\"key\":\"T \uFFFD\",\"name\":\"T \uFFFD\",\"value\":0.1,\"unit\":\"°C\"},"
+      R"j({"id":3,"key":"State","name":"State","value":4,"unit":"","text":"Alles gut",)j"
+      R"j("state":"ok"}]})j";
+  EXPECT_EQ(rest, expected);
+  result_.mutable_values(2)->set_integer(107);
+  EXPECT_EQ(make().channels[2].value, channel_number(std::int64_t{7}));
+}
+
+TEST_F(report_test, errors_are_told_by_code_or_by_a_looked_up_state) {
+  EXPECT_TRUE(make().ok);
+  result_.set_response_code(kavu::wire::RESPONSE_CODE_WARNING);
+  EXPECT_TRUE(make().ok);
+  result_.set_response_code(kavu::wire::RESPONSE_CODE_WRONG_ANSWER);
+  EXPECT_FALSE(make().ok);
+  result_.set_response_code(kavu::wire::RESPONSE_CODE_OK);
+  result_.set_error_code(1);
+  EXPECT_FALSE(make().ok);
+  result_.set_error_code(0);
+  define(3, "State", "State", kavu::wire::CHANNEL_KIND_INTEGER).set_lookup_name("level");
+  add(3).set_integer(0);
+  const scan_report report = make();
+  EXPECT_FALSE(report.ok);
+  EXPECT_EQ(value_text(report.channels.at(0)), "Dry");
+}
+
+TEST_F(report_test, a_sensor_gets_back_what_it_gave_to_keep) {
+  kavu::wire::PersistentData data;
+  data.add_entries()->set_key("k");
+  data.mutable_entries(0)->set_value("old");
+  memory_.keep(data);
+  data.mutable_entries(0)->set_value(std::string("new\0\xff", 5));
+  memory_.keep(data);
+  define(9, "Nine", "Nine", kavu::wire::CHANNEL_KIND_INTEGER).set_scale_factor(3);
+  memory_.keep(result_);
+  kavu::wire::SensorData request;
+  memory_.fill(request);
+  ASSERT_EQ(request.persistent_data_size(), 1);
+  EXPECT_EQ(request.persistent_data(0).value(), std::string("new\0\xff", 5));
+  ASSERT_EQ(request.channels_size(), 1);
+  EXPECT_EQ(request.channels(0).SerializeAsString(), result_.definitions(0).SerializeAsString());
+}
+
+TEST(number, shows_no_artefacts_to_people) {
+  EXPECT_EQ(number_text(largest), "9223372036854775807");
+  EXPECT_EQ(number_text(0.1 + 0.2), "0.3");
+  EXPECT_EQ(number_text(12.0), "12");
+}
+
+TEST(printable, cannot_steer_a_terminal) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"a\nb\tc", R"(a\nb\tc)"},
+      {"\x1b[2J", R"(\x1b[2J)"},
+      {"\x7f\xc2\x9b", R"(\x7f\x9b)"},
+      {"\xe2\x80\xae", R"(\u202e)"},
+      {"\xff\xc0\xafok", "\uFFFD\uFFFD\uFFFDok"},
+      {"\xe2\x82", "\uFFFD"},
+      {"\xed\xa0\x80", "\uFFFD\uFFFD\uFFFD"},
+      {"Wärme 温度 \U0001F321", "Wärme 温度 \U0001F321"},
+  };
+  for (const auto& [bytes, text] : cases) {
+    EXPECT_EQ(printable(bytes), text);
+  }
+}
+
+TEST(layout, counts_columns_not_bytes) {
+  EXPECT_EQ(display_width("温度 é"), 6U);
+  EXPECT_EQ(pad_right("温", 4), "温  ");
+  EXPECT_EQ(shorten("温度計", 5), "温度…");
+  EXPECT_EQ(wrap("one two  three", 7), (std::vector<std::string>{"one two", "three"}));
+  EXPECT_EQ(wrap("温度温度", 5), (std::vector<std::string>{"温度", "温度"}));
+  EXPECT_EQ(wrap("", 5), std::vector<std::string>{""});
+}
+
+}  // namespace
+}  // namespace kavu_probe

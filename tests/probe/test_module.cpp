@@ -1,0 +1,234 @@
+// A module that does what its settings tell it to, without any broker: what the host makes of
+// answers, failures and silence can be seen through it.
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "envelope.pb.h"
+#include "kavu/module_api.h"
+#include "probe/test_document.hpp"
+
+namespace {
+
+using kavu::wire::Envelope;
+
+struct sensor {
+  std::string behaviour;
+  std::int64_t scans = 0;
+};
+
+struct test_module {
+  std::uint64_t context;
+  kavu_host_callback callback;
+  std::map<std::int32_t, sensor> sensors;
+};
+
+test_module* module_slot = nullptr;
+
+void send(const Envelope& message) {
+  const std::string bytes = message.SerializeAsString();
+  module_slot->callback(module_slot->context, reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                        static_cast<std::uint32_t>(bytes.size()));
+}
+
+void log(int severity, const std::string& text) {
+  Envelope message;
+  message.mutable_log_record()->set_severity(severity);
+  message.mutable_log_record()->set_text(text);
+  send(message);
+}
+
+std::string find(const google::protobuf::RepeatedPtrField<kavu::wire::KeyValue>& settings,
+                 const std::string& key) {
+  for (const auto& item : settings) {
+    if (item.key() == key) {
+      return item.value();
+    }
+  }
+  return "(not sent)";
+}
+
+void set_refused(kavu::wire::LocalisedText& message) {
+  message.set_key("#:error.refused[tank\\,1,full]");
+  message.set_text("Refused by 'tank,1': full (100%)");
+}
+
+/// Blocks for as long as a broken network can make a call block.
+void block() {
+  log(7, "blocking");
+  std::mutex mutex;
+  std::condition_variable never;
+  std::unique_lock lock(mutex);
+  never.wait_for(lock, std::chrono::hours(1), [] { return false; });
+}
+
+Envelope make_result(std::int32_t id, std::int64_t count) {
+  Envelope message;
+  auto& result = *message.mutable_scan_result();
+  result.set_sensor_id(id);
+  auto& amount = *result.add_definitions();
+  amount.set_id(0);
+  amount.mutable_name()->set_key("channel.count");
+  amount.mutable_name()->set_text("Count");
+  amount.set_unit(kavu::wire::CHANNEL_UNIT_COUNT);
+  amount.set_kind(kavu::wire::CHANNEL_KIND_INTEGER);
+  auto& counter = *result.add_definitions();
+  counter.set_id(1);
+  counter.mutable_name()->set_key("Total");
+  counter.mutable_name()->set_text("Total");
+  counter.set_kind(kavu::wire::CHANNEL_KIND_DELTA_COUNTER);
+  counter.set_scale_factor(0.5);
+  auto& first = *result.add_values();
+  first.set_id(0);
+  first.set_integer(count);
+  auto& second = *result.add_values();
+  second.set_id(1);
+  second.set_integer(count * count);
+  return message;
+}
+
+/// The first attempt to create the sensor fails and gives the host something to keep; the second
+/// works if the host brings it along.
+std::int32_t create_at_second_attempt(std::int32_t id, const kavu::wire::SensorData& request) {
+  if (find(request.persistent_data(), "attempt") == "1" && request.channels_size() == 2) {
+    return KAVU_OK;
+  }
+  Envelope data;
+  data.mutable_persistent_data()->set_sensor_id(id);
+  data.mutable_persistent_data()->add_entries()->set_key("attempt");
+  data.mutable_persistent_data()->mutable_entries(0)->set_value("1");
+  send(data);
+  Envelope message = make_result(id, 0);
+  message.mutable_scan_result()->clear_values();
+  message.mutable_scan_result()->set_response_code(kavu::wire::RESPONSE_CODE_ERROR);
+  set_refused(*message.mutable_scan_result()->mutable_message());
+  send(message);
+  return KAVU_FAILED;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t GetApiLevel(void) {
+  return KAVU_MODULE_API_LEVEL;
+}
+
+int32_t InitializeModule(uint64_t context, kavu_host_callback callback) {
+  module_slot = new test_module{context, callback, {}};
+  return KAVU_OK;
+}
+
+int32_t CleanupModule(void) {
+  if (module_slot != nullptr) {
+    log(7, "cleaned up");
+  }
+  delete module_slot;
+  module_slot = nullptr;
+  return KAVU_OK;
+}
+
+void GetModuleInformation(uint32_t /*flags*/) {}
+
+int32_t GetModuleInformationSync(uint8_t* buffer, uint32_t* size, uint32_t /*flags*/) {
+  Envelope message;
+  message.mutable_module_information()->set_definition(std::string(kavu_test::test_document));
+  const std::string bytes = message.SerializeAsString();
+  const std::uint32_t capacity = *size;
+  *size = static_cast<std::uint32_t>(bytes.size());
+  if (buffer != nullptr && capacity >= bytes.size()) {
+    bytes.copy(reinterpret_cast<char*>(buffer), bytes.size());
+  }
+  return KAVU_OK;
+}
+
+int32_t CreateSensorInstance(int32_t id, const uint8_t* data, uint32_t size) {
+  Envelope message;
+  if (!message.ParseFromArray(data, static_cast<int>(size)) || !message.has_sensor_data()) {
+    return KAVU_FAILED;
+  }
+  const auto& request = message.sensor_data();
+  if (request.kind() != "tank_sensor") {
+    return KAVU_UNKNOWN_KIND;
+  }
+  const std::string behaviour = find(request.settings(), "tank.tank.topic");
+  log(7, "password " + find(request.secure_settings(), "access.user_credentials.password") + "\n2");
+  const std::int32_t code = behaviour == "late" ? create_at_second_attempt(id, request) : KAVU_OK;
+  if (code == KAVU_OK) {
+    module_slot->sensors[id] = {behaviour, 0};
+  }
+  return code;
+}
+
+int32_t ExecuteSensorScan(int32_t id) {
+  sensor& scanned = module_slot->sensors.at(id);
+  ++scanned.scans;
+  if (scanned.behaviour == "blocks") {
+    block();
+  }
+  if (scanned.behaviour == "silent") {
+    return KAVU_OK;
+  }
+  if (scanned.behaviour == "garbage") {
+    const std::uint8_t garbage[] = {0xff, 0xff, 0xff};
+    module_slot->callback(module_slot->context, garbage, sizeof garbage);
+    module_slot->callback(module_slot->context, nullptr, 0);
+  }
+  if (scanned.behaviour == "vanishes" && scanned.scans == 2) {
+    module_slot->sensors.erase(id);
+    return KAVU_UNKNOWN_ID;
+  }
+  Envelope message = make_result(id, scanned.scans);
+  if (scanned.behaviour == "fails") {
+    message.mutable_scan_result()->set_response_code(kavu::wire::RESPONSE_CODE_ERROR);
+    set_refused(*message.mutable_scan_result()->mutable_message());
+  }
+  send(message);
+  return KAVU_OK;
+}
+
+int32_t DestroySensorInstance(int32_t id) {
+  log(7, "destroyed " + std::to_string(id));
+  return module_slot->sensors.erase(id) == 1 ? KAVU_OK : KAVU_UNKNOWN_ID;
+}
+
+int32_t ExecuteMetaScan(int32_t id, uint32_t /*value*/, const uint8_t* data, uint32_t size) {
+  Envelope request;
+  request.ParseFromArray(data, static_cast<int>(size));
+  const auto& notification = request.notification_request();
+  if (notification.service() != "test_notification") {
+    return KAVU_UNKNOWN_KIND;
+  }
+  log(6, find(notification.settings(), "connection.host") + " " +
+             find(notification.settings(), "connection.port"));
+  Envelope message;
+  message.mutable_notification_response()->set_id(id);
+  message.mutable_notification_response()->set_success(notification.target() != "refused");
+  if (notification.target() == "refused") {
+    set_refused(*message.mutable_notification_response()->mutable_message());
+  }
+  send(message);
+  return KAVU_OK;
+}
+
+int32_t ExecuteCheck(int32_t id, const uint8_t* data, uint32_t size) {
+  Envelope request;
+  request.ParseFromArray(data, static_cast<int>(size));
+  const std::string host = find(request.check_data().settings(), "host");
+  if (host == "blocks") {
+    block();
+  }
+  if (host == "refused") {
+    log(5, "not worth telling");
+    log(0, "The tank \x1b[31mrefused");
+    log(4, "The tank \x1b[31mrefused");
+  }
+  Envelope message;
+  message.mutable_check_result()->set_check_id(id);
+  message.mutable_check_result()->set_success(host != "refused");
+  send(message);
+  return KAVU_OK;
+}
+}
