@@ -123,6 +123,8 @@ template <class... Functions>
 struct overloaded : Functions... {
   using Functions::operator()...;
 };
+template <class... Functions>
+overloaded(Functions...) -> overloaded<Functions...>;  // older clang does not find it by itself
 
 void turn_one_bit(std::string& payload) {
   if (payload.empty()) {
