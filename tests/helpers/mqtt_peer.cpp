@@ -1,6 +1,7 @@
 #include "helpers/mqtt_peer.hpp"
 
 #include <mosquitto.h>
+#include <sys/socket.h>
 
 #include <stdexcept>
 
@@ -120,6 +121,11 @@ void mqtt_peer::start() {
 void mqtt_peer::stop() noexcept {
   if (handle_ != nullptr) {
     mosquitto_disconnect(handle_);
+    // The library's thread ends when all is sent; a broker that stands still would keep it.
+    const auto closed = [this] { return mosquitto_socket(handle_) == -1; };
+    if (!eventually(closed, std::chrono::milliseconds(500))) {
+      ::shutdown(mosquitto_socket(handle_), SHUT_RDWR);
+    }
     mosquitto_loop_stop(handle_, false);
     mosquitto_destroy(handle_);
     handle_ = nullptr;

@@ -256,6 +256,9 @@ TEST(scripted_broker, stands_still_while_it_is_paused) {
   EXPECT_EQ(broker.count(step::publish_received), 0U);
   broker.resume();
   EXPECT_TRUE(broker.wait_for_count(step::puback_sent, 1));
+  broker.pause();
+  const std::string more_than_buffers_hold(30'000'000, 'x');
+  EXPECT_THROW(out.publish("t", more_than_buffers_hold, 1, false, short_time), std::runtime_error);
 }
 
 TEST(scripted_broker, survives_random_bytes) {
