@@ -34,11 +34,11 @@ struct dynamic_channel_options {
   channel_kind kind = channel_kind::integer;
   channel_unit unit = channel_unit::none;
   /// The unit as the user wrote it; only with `channel_unit::custom`.
-  std::string unit_text;
+  std::string unit_text = {};
   /// The host multiplies each value by it before showing it. Empty: 1.
-  std::optional<double> scale_factor;
+  std::optional<double> scale_factor = {};
   /// Name of the lookup of the definition document that turns the value into words; else empty.
-  std::string lookup_name;
+  std::string lookup_name = {};
   /// Bits in one counted unit of a size: 8 for bytes. 0: not a size.
   std::uint32_t bits_per_unit = 0;
   /// 0: an amount. n: an amount per n seconds.

@@ -28,6 +28,9 @@ class check_base : public check_interface {
  public:
   using settings_type = S;
 
+  /// Throws what building `S` throws, and what the log's factory throws.
+  check_base(sensors::creation_context context, const settings::sensor_data_wrapper& data)
+      : context_(std::move(context)), logger_(make_logger(context_)), settings_(data) {}
   check_base(const check_base&) = delete;
   check_base& operator=(const check_base&) = delete;
 
@@ -40,10 +43,6 @@ class check_base : public check_interface {
   void log(const std::string& message) final { log(message, liblog::severity::debug); }
 
  protected:
-  /// Throws what building `S` throws, and what the log's factory throws.
-  check_base(sensors::creation_context context, const settings::sensor_data_wrapper& data)
-      : context_(std::move(context)), logger_(make_logger(context_)), settings_(data) {}
-
   [[nodiscard]] const S& settings() const noexcept { return settings_; }
   [[nodiscard]] const std::shared_ptr<module::service_container>& container() const noexcept {
     return context_.container;

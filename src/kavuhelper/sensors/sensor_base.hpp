@@ -33,6 +33,14 @@ class sensor_base : public sensor_interface {
  public:
   using settings_type = S;
 
+  /// Throws what building `S` throws, and what the log's factory throws.
+  sensor_base(creation_context context, const settings::sensor_data_wrapper& data)
+      : context_(std::move(context)), logger_(make_logger(context_)), settings_(data) {
+    log_lazily([] { return "#################### Initializing ####################"; });
+    log_lazily([] {
+      return std::string(utils::library_name()) + " version is: " + utils::library_version();
+    });
+  }
   sensor_base(const sensor_base&) = delete;
   sensor_base& operator=(const sensor_base&) = delete;
   ~sensor_base() override {
@@ -66,15 +74,6 @@ class sensor_base : public sensor_interface {
   }
 
  protected:
-  /// Throws what building `S` throws, and what the log's factory throws.
-  sensor_base(creation_context context, const settings::sensor_data_wrapper& data)
-      : context_(std::move(context)), logger_(make_logger(context_)), settings_(data) {
-    log_lazily([] { return "#################### Initializing ####################"; });
-    log_lazily([] {
-      return std::string(utils::library_name()) + " version is: " + utils::library_version();
-    });
-  }
-
   /// One scan of the sensor. Sends its result itself.
   virtual void work() = 0;
 
