@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "mqtt/topic_filter.hpp"
+#include "mqtt/topic_subscription_interface.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+/// A topic filter with a callback for what matches it.
+///
+/// The callback must not refer to its sensor, which may be gone while the last message is being
+/// delivered, and must not hold the client: it holds what it writes to. Immutable: may be used on
+/// any thread.
+class topic_subscription : public topic_subscription_interface {
+ public:
+  using message_callback = std::function<void(std::shared_ptr<received_message>)>;
+
+  /// Throws `exceptions::invalid_topic` for a malformed filter.
+  topic_subscription(std::string filter, message_callback callback);
+
+  std::string topic() override;
+  bool matches(const std::string& topic) override;
+  void on_message(std::shared_ptr<received_message> message) override;
+
+ private:
+  topic_filter filter_;
+  message_callback callback_;
+};
+
+}  // namespace brunvik::monitoring_modules::mqtt
