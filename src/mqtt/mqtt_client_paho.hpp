@@ -1,0 +1,108 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <string>
+
+#include "libstringutils/random_string_generator.hpp"
+#include "mqtt/broker_turn.hpp"
+#include "mqtt/client_log.hpp"
+#include "mqtt/mqtt_client_interface.hpp"
+#include "mqtt/mqtt_client_settings.hpp"
+#include "mqtt/paho_connection.hpp"
+#include "mqtt/reconnect_loop.hpp"
+#include "mqtt/subscription_registry.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+/// The client, on the asynchronous Paho library.
+///
+/// It connects once when it is made and then, if the settings say so, looks after its connection
+/// by itself (reconnect_loop.hpp). The broker is asked by `paho_connection`; who is to get which
+/// message is the business of `subscription_registry`.
+class mqtt_client_paho final : public mqtt_client_interface,
+                               private connection_events,
+                               private reconnectable {
+ public:
+  /// Returns when the first attempt has ended, at the latest after twice the connect time-out and
+  /// two seconds: the library tries two versions of the protocol. Throws when it has failed, unless
+  /// the client is to go on by itself. The generator makes the suffix of the client identifier;
+  /// when it is gone there is none.
+  mqtt_client_paho(
+      const mqtt_client_settings& settings,
+      std::weak_ptr<libstringutils::random_string_generator_interface> random_generator);
+
+  /// Ends within two seconds, whatever the broker does.
+  ~mqtt_client_paho() override;
+
+  mqtt_client_paho(const mqtt_client_paho&) = delete;
+  mqtt_client_paho& operator=(const mqtt_client_paho&) = delete;
+
+  void subscribe(std::shared_ptr<topic_subscription_interface> subscription) override;
+  void unsubscribe(std::shared_ptr<topic_subscription_interface> subscription) override;
+  void publish(const std::string& topic, const std::string& payload, const quality_of_service& qos,
+               bool retain) override;
+  std::size_t active_client_count() override;
+  std::int64_t connect_duration_ms() override { return connect_duration_ms_; }
+  bool is_connected() override { return connection_.is_connected(); }
+  std::string client_id() override { return effective_client_id_; }
+  std::size_t subscription_count() override { return subscriptions_.filter_count(); }
+  void add_logger(std::shared_ptr<liblog::log_interface> logger, int level) override;
+  void remove_logger(std::shared_ptr<liblog::log_interface> logger) override;
+  void require_subscribed(const std::string& filter) override;
+
+ private:
+  using clock = std::chrono::steady_clock;
+
+  void on_connect_success(const std::string& server_uri, int mqtt_version) noexcept override;
+  void on_connect_failure(std::exception_ptr failure) noexcept override;
+  void on_connection_lost(const std::string& cause) noexcept override;
+  void on_connected(const std::string& cause) noexcept override;
+  void on_message(std::shared_ptr<received_message> message) noexcept override;
+
+  void attempt_to_connect() override;
+  bool renew_subscriptions() override;
+
+  void connect_initially();
+  void first_attempt_failed(const std::exception_ptr& failure);
+  void log_failure(int severity, const char* what, const std::exception_ptr& failure) noexcept;
+  void look_after_connection() noexcept;
+
+  void subscribe_at_broker(const std::string& filter);
+  void release_at_broker(const std::string& filter);
+  void release_abandoned() noexcept;
+  void renew_batch(const std::vector<std::string>& filters);
+  void await_subscription(const paho_connection::operation_ptr& operation,
+                          const std::string& filter,
+                          subscription_registry::connection_number connection,
+                          clock::time_point deadline);
+  pending_operation::state await(const paho_connection::operation_ptr& operation,
+                                 clock::time_point deadline);
+
+  const std::string host_;
+  const std::chrono::seconds connect_timeout_;
+  const std::chrono::seconds longest_publish_;
+  const bool reconnects_;
+  const std::string effective_client_id_;
+  const std::shared_ptr<client_log> log_;
+
+  subscription_registry subscriptions_;
+  broker_turn turn_;
+  // Set when the broker has left an unsubscription unanswered: the next ones do not wait for it.
+  std::atomic<bool> unresponsive_{false};
+
+  std::promise<void> initial_connect_promise_;
+  std::atomic<bool> first_connect_pending_{true};
+  std::atomic<std::int64_t> connect_duration_ms_{-1};
+  // When the attempt under way began, in ticks of the clock; 0 when none is.
+  std::atomic<clock::rep> attempt_began_{0};
+
+  // Null when the client does not reconnect. It outlives the connection, whose events it takes, and
+  // is stopped before the connection goes, which it drives.
+  const std::unique_ptr<reconnect_loop> loop_;
+  paho_connection connection_;
+};
+
+}  // namespace brunvik::monitoring_modules::mqtt

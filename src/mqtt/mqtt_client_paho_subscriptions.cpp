@@ -1,0 +1,195 @@
+// The part of the client that changes what the broker sends us.
+
+#include <algorithm>
+
+#include "liblog/severity.hpp"
+#include "mqtt/exceptions.hpp"
+#include "mqtt/failure_mapping.hpp"
+#include "mqtt/mqtt_client_paho.hpp"
+#include "mqtt/transportable.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+using namespace std::chrono_literals;
+namespace severity = liblog::severity;
+
+namespace {
+
+/// How long the end of a subscription may wait for the broker, and for its turn to ask it.
+constexpr auto release_limit = 1s;
+/// Filters asked for at once when a connection has come back.
+constexpr std::size_t renewal_batch = 100;
+/// A refusal in the answer to a subscription (MQTT 3.1.1, section 3.9.3).
+constexpr int refused = 0x80;
+
+std::exception_ptr make_refusal(const std::string& filter) {
+  return std::make_exception_ptr(
+      exceptions::client_failure("The broker refused the subscription to '" + filter + "'."));
+}
+
+}  // namespace
+
+void mqtt_client_paho::subscribe(std::shared_ptr<topic_subscription_interface> subscription) {
+  const std::string filter = subscription->topic();
+  require_transportable_filter(filter);
+  // The entry comes first: a retained message can arrive before the broker's answer, and a
+  // connection that comes up meanwhile finds what it has to renew.
+  const bool added = subscriptions_.add(subscription);
+  try {
+    if (is_connected()) {
+      subscribe_at_broker(filter);
+    } else {
+      look_after_connection();
+    }
+  } catch (...) {
+    if (added) {
+      subscriptions_.remove(subscription);
+      subscriptions_.abandon(filter);
+      release_abandoned();
+    }
+    throw;
+  }
+  log_->log(severity::info, "Registered subscription to '" + filter + "'");
+}
+
+void mqtt_client_paho::subscribe_at_broker(const std::string& filter) {
+  const auto deadline = clock::now() + connect_timeout_;
+  const broker_turn::holder turn(turn_, deadline);
+  if (!turn.is_held()) {
+    throw exceptions::timeout("The broker does not answer.");
+  }
+  const auto connection = subscriptions_.current_connection();
+  await_subscription(connection_.subscribe(filter), filter, connection, deadline);
+}
+
+void mqtt_client_paho::await_subscription(const paho_connection::operation_ptr& operation,
+                                          const std::string& filter,
+                                          subscription_registry::connection_number connection,
+                                          clock::time_point deadline) {
+  switch (await(operation, deadline)) {
+    case pending_operation::state::succeeded:
+      if (operation->granted_qos() == refused) {
+        std::rethrow_exception(make_refusal(filter));
+      }
+      subscriptions_.set_granted(filter, connection);
+      unresponsive_ = false;
+      log_->log(severity::info, "Subscribed to '" + filter + "'");
+      return;
+    case pending_operation::state::failed:
+      std::rethrow_exception(operation->failure_code() == refused
+                                 ? make_refusal(filter)
+                                 : make_exception_from_code(operation->failure_code(),
+                                                            operation->failure_text().c_str()));
+    case pending_operation::state::disconnected:
+      throw exceptions::mqttasync_disconnected();
+    case pending_operation::state::given_up:
+      throw exceptions::mqttasync_operation_incomplete();
+    case pending_operation::state::running:
+      throw exceptions::timeout("The broker did not answer the subscription to '" + filter + "'.");
+  }
+}
+
+void mqtt_client_paho::unsubscribe(std::shared_ptr<topic_subscription_interface> subscription) {
+  const std::string filter = subscription->topic();
+  log_->log(severity::info, "Unsubscribe from '" + filter + "'");
+  if (subscriptions_.remove(subscription)) {
+    log_->log(severity::info, "Deleted subscription for '" + filter + "'");
+  }
+  if (!subscriptions_.has_entries(filter) && is_connected()) {
+    release_at_broker(filter);
+  }
+}
+
+void mqtt_client_paho::release_at_broker(const std::string& filter) {
+  const auto deadline = clock::now() + (unresponsive_ ? 0s : release_limit);
+  {
+    const broker_turn::holder turn(turn_, deadline);
+    if (!turn.is_held()) {
+      subscriptions_.abandon(filter);
+      return;
+    }
+    if (subscriptions_.has_entries(filter)) {
+      return;  // somebody has subscribed to it since
+    }
+    const auto operation = connection_.unsubscribe(filter);
+    if (await(operation, deadline) == pending_operation::state::succeeded) {
+      log_->log(severity::info, "Unsubscribed topic '" + filter + "'");
+    } else if (operation->current() == pending_operation::state::running) {
+      unresponsive_ = true;
+      log_->log(severity::warning,
+                "The broker did not answer the end of the subscription to '" + filter + "'");
+    }
+  }
+  release_abandoned();
+}
+
+// Filters that nobody is left to unsubscribe: their last subscription was dropped without a word,
+// or somebody else had the turn. The broker is told without waiting for what it says.
+void mqtt_client_paho::release_abandoned() noexcept try {
+  if (!subscriptions_.has_abandoned() || !is_connected()) {
+    return;
+  }
+  const broker_turn::holder turn(turn_, clock::now());
+  if (!turn.is_held()) {
+    return;
+  }
+  for (const auto& filter : subscriptions_.take_abandoned()) {
+    connection_.unsubscribe(filter);
+  }
+} catch (const std::exception& failure) {
+  log_->log(severity::warning, failure.what());
+}
+
+bool mqtt_client_paho::renew_subscriptions() {
+  {
+    const broker_turn::holder turn(turn_, clock::now() + connect_timeout_);
+    if (!turn.is_held()) {
+      return false;
+    }
+    const auto pending = subscriptions_.pending_filters();
+    for (std::size_t at = 0; at < pending.size(); at += renewal_batch) {
+      const auto begin = pending.begin() + static_cast<std::ptrdiff_t>(at);
+      const auto length = std::min(renewal_batch, pending.size() - at);
+      renew_batch({begin, begin + static_cast<std::ptrdiff_t>(length)});
+    }
+  }
+  release_abandoned();
+  return connection_.library_says_connected() && subscriptions_.pending_filters().empty();
+}
+
+void mqtt_client_paho::renew_batch(const std::vector<std::string>& filters) {
+  const auto deadline = clock::now() + connect_timeout_;
+  const auto connection = subscriptions_.current_connection();
+  std::vector<std::pair<std::string, paho_connection::operation_ptr>> asked;
+  for (const auto& filter : filters) {
+    if (subscriptions_.has_entries(filter)) {
+      asked.emplace_back(filter, connection_.subscribe(filter));
+    }
+  }
+  for (const auto& [filter, operation] : asked) {
+    try {
+      await_subscription(operation, filter, connection, deadline);
+    } catch (const exceptions::mqttasync_disconnected&) {
+      throw;
+    } catch (const exceptions::mqtt_failure& failure) {
+      subscriptions_.set_failed(filter, connection, std::current_exception());
+      log_->log(severity::error,
+                "Subscription to '" + filter + "' could not be renewed: " + failure.what());
+    }
+  }
+}
+
+void mqtt_client_paho::require_subscribed(const std::string& filter) {
+  if (!is_connected()) {
+    look_after_connection();
+    throw exceptions::connection_lost();
+  }
+  try {
+    subscriptions_.require_granted(filter);
+  } catch (const exceptions::mqtt_failure&) {
+    look_after_connection();
+    throw;
+  }
+}
+
+}  // namespace brunvik::monitoring_modules::mqtt

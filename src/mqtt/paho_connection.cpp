@@ -1,0 +1,348 @@
+#include "mqtt/paho_connection.hpp"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+#include "liblog/severity.hpp"
+#include "mqtt/certificate_diagnosis.hpp"
+#include "mqtt/failure_mapping.hpp"
+#include "mqtt/paho_options.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+using namespace std::chrono_literals;
+namespace severity = liblog::severity;
+
+namespace {
+
+/// How long the broker may take to be told that we leave.
+constexpr auto disconnect_limit = 500ms;
+/// How long to look for the reason of a failure.
+constexpr auto diagnosis_limit = 2s;
+/// Every subscription asks for the highest level, so that none is lost that a publisher has paid
+/// for.
+constexpr int subscription_qos = 2;
+
+void on_operation_success(void* context, MQTTAsync_successData* data) {
+  pending_operation::answer_success(context, data == nullptr ? 0 : data->alt.qos);
+}
+
+void on_operation_failure(void* context, MQTTAsync_failureData* data) {
+  pending_operation::answer_failure(context, data == nullptr ? -1 : data->code,
+                                    data == nullptr ? nullptr : data->message);
+}
+
+MQTTAsync_responseOptions make_response_options(const pending_operation& operation) {
+  MQTTAsync_responseOptions options = MQTTAsync_responseOptions_initializer;
+  options.onSuccess = on_operation_success;
+  options.onFailure = on_operation_failure;
+  options.context = operation.context();
+  return options;
+}
+
+}  // namespace
+
+/// The functions that the library calls. They catch everything, and leave an event in peace once
+/// the connection is closing.
+struct paho_connection::callbacks {
+  /// Marks an event as running for as long as it lives, and says whether it may.
+  class running_event {
+   public:
+    explicit running_event(void* context) : connection(*static_cast<paho_connection*>(context)) {
+      ++connection.callbacks_running_;
+    }
+    ~running_event() { --connection.callbacks_running_; }
+    running_event(const running_event&) = delete;
+    running_event& operator=(const running_event&) = delete;
+    [[nodiscard]] bool is_wanted() const noexcept { return !connection.closing_; }
+
+    paho_connection& connection;
+  };
+
+  static void connect_success(void* context, MQTTAsync_successData* data) {
+    const running_event event(context);
+    if (!event.is_wanted()) {
+      return;
+    }
+    event.connection.set_connected(true);
+    const char* uri = data == nullptr ? nullptr : data->alt.connect.serverURI;
+    event.connection.events_.on_connect_success(
+        uri == nullptr ? "" : uri, data == nullptr ? 0 : data->alt.connect.MQTTVersion);
+  }
+
+  static void connect_failure(void* context, MQTTAsync_failureData* data) {
+    const running_event event(context);
+    if (!event.is_wanted()) {
+      return;
+    }
+    const int code = data == nullptr ? -1 : data->code;
+    const char* text = data == nullptr ? nullptr : data->message;
+    // A certificate that does not verify is told by the TLS library alone, or by nobody.
+    const std::string tls_error = event.connection.take_tls_error();
+    event.connection.unexplained_ = tls_error.empty();
+    const bool wordless = text == nullptr || *text == '\0';
+    event.connection.events_.on_connect_failure(
+        make_exception_from_code(code, wordless && !tls_error.empty() ? tls_error.c_str() : text));
+  }
+
+  static void connection_lost(void* context, char* cause) {
+    const running_event event(context);
+    event.connection.set_connected(false);
+    if (event.is_wanted()) {
+      event.connection.events_.on_connection_lost(cause == nullptr ? "" : cause);
+    }
+    event.connection.end_operations(&pending_operation::disconnected);
+  }
+
+  static void connected(void* context, char* cause) {
+    const running_event event(context);
+    if (event.is_wanted()) {
+      event.connection.set_connected(true);
+      event.connection.events_.on_connected(cause == nullptr ? "" : cause);
+    }
+  }
+
+  static int message_arrived(void* context, char* topic, int topic_length,
+                             MQTTAsync_message* message) {
+    const running_event event(context);
+    if (event.is_wanted()) {
+      deliver(event.connection, topic, topic_length, message);
+    }
+    MQTTAsync_freeMessage(&message);
+    MQTTAsync_free(topic);
+    return 1;
+  }
+
+  // A length of 0 means that the topic ends at its NUL.
+  static void deliver(paho_connection& connection, const char* topic, int topic_length,
+                      const MQTTAsync_message* message) noexcept try {
+    const std::size_t length =
+        topic_length > 0 ? static_cast<std::size_t>(topic_length) : std::strlen(topic);
+    if (message == nullptr) {
+      connection.log_->log(severity::debug,
+                           "Received empty message on topic: " + std::string(topic, length));
+      return;
+    }
+    auto received = std::make_shared<received_message>();
+    received->topic.assign(topic, length);
+    if (message->payloadlen > 0) {
+      received->payload.assign(static_cast<const char*>(message->payload),
+                               static_cast<std::size_t>(message->payloadlen));
+    }
+    received->retained = message->retained != 0;
+    connection.events_.on_message(std::move(received));
+  } catch (const std::exception& failure) {
+    connection.log_->log(severity::warning,
+                         std::string("Exception in on_message_arrived: ") + failure.what());
+  } catch (...) {
+    connection.log_->log(severity::warning, "Undefined exception in on_message_arrived");
+  }
+
+  static int tls_error(const char* text, std::size_t length, void* context) {
+    const running_event event(context);
+    if (event.is_wanted() && text != nullptr) {
+      event.connection.remember_tls_error(std::string(text, strnlen(text, length)));
+    }
+    return 1;
+  }
+};
+
+paho_connection::paho_connection(const mqtt_client_settings& settings, std::string client_id,
+                                 std::shared_ptr<client_log> log, connection_events& events)
+    : log_(std::move(log)),
+      events_(events),
+      client_id_(std::move(client_id)),
+      host_(settings.host),
+      port_(settings.port),
+      server_uri_(make_server_uri(settings)) {
+  require_no_nul(settings, client_id_);
+  MQTTAsync_createOptions create_options = make_create_options();
+  log_->log(severity::info,
+            "Working with MQTT version: " + std::to_string(create_options.MQTTVersion));
+  log_->log(severity::debug, "Initializing handle with options: server_uri: " + server_uri_ +
+                                 " with client_id: " + client_id_);
+  options_ = std::make_unique<paho_options>(settings, *log_);
+  check_return_code(
+      *log_,
+      MQTTAsync_createWithOptions(&handle_, server_uri_.c_str(), client_id_.c_str(),
+                                  MQTTCLIENT_PERSISTENCE_NONE, nullptr, &create_options),
+      "", "in MQTTAsync_createWithOptions");
+  try {
+    check_return_code(
+        *log_,
+        MQTTAsync_setCallbacks(handle_, this, callbacks::connection_lost,
+                               callbacks::message_arrived, [](void*, MQTTAsync_token) {}),
+        "", "in MQTTAsync_setCallbacks");
+    check_return_code(*log_, MQTTAsync_setConnected(handle_, this, callbacks::connected), "",
+                      "in MQTTAsync_setConnected");
+  } catch (...) {
+    MQTTAsync_destroy(&handle_);
+    throw;
+  }
+}
+
+// The library calls back with its lock held and destroys with its lock held, so once the events
+// that are running have ended none can be between the two.
+paho_connection::~paho_connection() {
+  give_up_operations();
+  if (connected_) {
+    disconnect();
+  }
+  closing_ = true;
+  while (callbacks_running_ != 0) {
+    std::this_thread::sleep_for(1ms);
+  }
+  log_->log(severity::notice, "Cleaning up.");
+  MQTTAsync_destroy(&handle_);
+}
+
+void paho_connection::disconnect() noexcept try {
+  log_->log(severity::info, "Disconnect from broker.");
+  const auto told = pending_operation::begin();
+  MQTTAsync_disconnectOptions options = MQTTAsync_disconnectOptions_initializer;
+  options.struct_version = 1;
+  options.timeout = 0;
+  options.onSuccess = on_operation_success;
+  options.onFailure = on_operation_failure;
+  options.context = told->context();
+  check_return_code(*log_, MQTTAsync_disconnect(handle_, &options), "", "in MQTTAsync_disconnect");
+  told->wait_for(disconnect_limit);
+} catch (const std::exception& failure) {
+  log_->log(severity::error, failure.what());
+}
+
+int paho_connection::start_connecting() {
+  char* const uri = server_uri_.data();
+  auto& options = options_->connect;
+  options.serverURIcount = 1;
+  options.serverURIs = &uri;
+  options.onSuccess = callbacks::connect_success;
+  options.onFailure = callbacks::connect_failure;
+  options.context = this;
+  options_->tls.ssl_error_cb = callbacks::tls_error;
+  options_->tls.ssl_error_context = this;
+  const int code = MQTTAsync_connect(handle_, &options);
+  options.serverURIs = nullptr;  // the library has copied them
+  return code;
+}
+
+void paho_connection::connect() {
+  check_return_code(*log_, start_connecting(), "", "in method MQTTAsync_connect()");
+}
+
+// The library's own MQTTAsync_reconnect forgets the callbacks after their first use, so that nobody
+// would learn why a later attempt has failed.
+bool paho_connection::reconnect() {
+  const int code = start_connecting();
+  if (code != MQTTASYNC_SUCCESS) {
+    log_->log(severity::notice, "MQTTAsync_reconnect failed with: " + std::to_string(code));
+  }
+  return code == MQTTASYNC_SUCCESS;
+}
+
+void paho_connection::explain_failure() {
+  const char* ca_file = options_->tls.trustStore;
+  if (ca_file == nullptr || !unexplained_.exchange(false)) {
+    return;
+  }
+  const std::string reason = diagnose_certificate(host_, port_, ca_file, diagnosis_limit);
+  if (!reason.empty()) {
+    log_->log(severity::error, "TLS: " + reason);
+  }
+}
+
+bool paho_connection::library_says_connected() {
+  return MQTTAsync_isConnected(handle_) != 0;
+}
+
+template <class Request>
+paho_connection::operation_ptr paho_connection::start(Request&& request) {
+  auto operation = pending_operation::begin();
+  {
+    const std::lock_guard lock(operations_mutex_);
+    std::erase_if(operations_, [](const auto& entry) {
+      const auto live = entry.second.lock();
+      return live == nullptr || live->current() != pending_operation::state::running;
+    });
+    operations_.emplace(operation.get(), operation);
+    if (operations_given_up_) {
+      operation->give_up();  // the request is sent all the same
+    }
+  }
+  MQTTAsync_responseOptions options = make_response_options(*operation);
+  check_return_code(*log_, request(&options), "", "in method in synchronize_call()");
+  operation->set_token(options.token);
+  if (!connected_) {
+    operation->disconnected();
+  }
+  return operation;
+}
+
+paho_connection::operation_ptr paho_connection::subscribe(const std::string& filter) {
+  return start([&](MQTTAsync_responseOptions* options) {
+    return MQTTAsync_subscribe(handle_, filter.c_str(), subscription_qos, options);
+  });
+}
+
+paho_connection::operation_ptr paho_connection::unsubscribe(const std::string& filter) {
+  return start([&](MQTTAsync_responseOptions* options) {
+    return MQTTAsync_unsubscribe(handle_, filter.c_str(), options);
+  });
+}
+
+paho_connection::operation_ptr paho_connection::publish(const std::string& topic,
+                                                        const std::string& payload,
+                                                        quality_of_service qos, bool retain) {
+  return start([&](MQTTAsync_responseOptions* options) {
+    MQTTAsync_message message = MQTTAsync_message_initializer;
+    // The library copies the payload, and never writes to it.
+    message.payload = const_cast<char*>(payload.data());
+    message.payloadlen = static_cast<int>(payload.size());
+    message.qos = static_cast<int>(qos);
+    message.retained = retain ? 1 : 0;
+    return MQTTAsync_sendMessage(handle_, topic.c_str(), &message, options);
+  });
+}
+
+void paho_connection::set_connected(bool connected) noexcept {
+  connected_ = connected;
+}
+
+void paho_connection::end_operations(void (pending_operation::*end)() noexcept) noexcept {
+  const std::lock_guard lock(operations_mutex_);
+  for (const auto& [key, entry] : operations_) {
+    if (const auto operation = entry.lock()) {
+      (operation.get()->*end)();
+    }
+  }
+  operations_.clear();
+}
+
+void paho_connection::give_up_operations() noexcept {
+  {
+    const std::lock_guard lock(operations_mutex_);
+    operations_given_up_ = true;
+  }
+  end_operations(&pending_operation::give_up);
+}
+
+void paho_connection::remember_tls_error(std::string text) noexcept try {
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) {
+    text.pop_back();
+  }
+  log_->log(severity::error, "TLS: " + text);
+  const std::lock_guard lock(operations_mutex_);
+  tls_error_ = std::move(text);
+} catch (...) {
+  // Without memory for its words the failure is told by its code.
+}
+
+std::string paho_connection::take_tls_error() noexcept {
+  const std::lock_guard lock(operations_mutex_);
+  return std::exchange(tls_error_, {});
+}
+
+}  // namespace brunvik::monitoring_modules::mqtt

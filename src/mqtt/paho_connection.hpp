@@ -1,0 +1,111 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "mqtt/client_log.hpp"
+#include "mqtt/mqtt_client_settings.hpp"
+#include "mqtt/pending_operation.hpp"
+#include "mqtt/quality_of_service.hpp"
+#include "mqtt/received_message.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+class paho_options;
+
+/// What a connection tells its owner. [client-thread]: the library calls with the lock held that
+/// serves all clients of the process, so nothing here may wait for a thread that calls the library.
+class connection_events {
+ public:
+  virtual ~connection_events() = default;
+  virtual void on_connect_success(const std::string& server_uri, int mqtt_version) noexcept = 0;
+  virtual void on_connect_failure(std::exception_ptr failure) noexcept = 0;
+  virtual void on_connection_lost(const std::string& cause) noexcept = 0;
+  virtual void on_connected(const std::string& cause) noexcept = 0;
+  virtual void on_message(std::shared_ptr<received_message> message) noexcept = 0;
+};
+
+/// One handle of the MQTT library, and the only place where the library is called.
+///
+/// Return codes come out of here as failures (failure_mapping.hpp), callbacks as
+/// `connection_events`. [any-thread], but not from within an event.
+class paho_connection {
+ public:
+  using operation_ptr = std::shared_ptr<pending_operation>;
+
+  /// Makes the handle; does not connect. `events` and what it refers to must outlive this object.
+  paho_connection(const mqtt_client_settings& settings, std::string client_id,
+                  std::shared_ptr<client_log> log, connection_events& events);
+
+  /// Waits at most half a second for the broker to be told, and then ends the connection. No event
+  /// comes after it has begun.
+  ~paho_connection();
+
+  paho_connection(const paho_connection&) = delete;
+  paho_connection& operator=(const paho_connection&) = delete;
+
+  /// Starts an attempt, whose outcome comes as an event.
+  void connect();
+  /// Starts another attempt. Its outcome comes as an event as well, unless the library refuses to
+  /// make one, which is logged and told by the result.
+  bool reconnect();
+
+  /// Logs why the broker's certificate was not trusted, when the last attempt has failed without
+  /// anybody saying so. May take two seconds.
+  void explain_failure();
+
+  /// Whether the connection stands, as the events have told. Does not wait.
+  [[nodiscard]] bool is_connected() const noexcept { return connected_; }
+  /// What the library says. Waits for the lock that serves all clients.
+  [[nodiscard]] bool library_says_connected();
+
+  /// Requests to the broker. They end as disconnected when the connection is lost.
+  operation_ptr subscribe(const std::string& filter);
+  operation_ptr unsubscribe(const std::string& filter);
+  operation_ptr publish(const std::string& topic, const std::string& payload,
+                        quality_of_service qos, bool retain);
+
+  /// Ends all requests under way, and those to come at once. For the end of the client.
+  void give_up_operations() noexcept;
+
+  [[nodiscard]] std::string server_uri() const { return server_uri_; }
+
+ private:
+  struct callbacks;
+  friend struct callbacks;
+
+  template <class Request>
+  operation_ptr start(Request&& request);
+  void set_connected(bool connected) noexcept;
+  void end_operations(void (pending_operation::*end)() noexcept) noexcept;
+  int start_connecting();
+  void disconnect() noexcept;
+  void remember_tls_error(std::string text) noexcept;
+  [[nodiscard]] std::string take_tls_error() noexcept;
+
+  std::shared_ptr<client_log> log_;
+  connection_events& events_;
+  std::string client_id_;
+  const std::string host_;
+  const std::int64_t port_;
+  std::string server_uri_;
+  std::unique_ptr<paho_options> options_;
+  void* handle_ = nullptr;  // the library's
+
+  std::atomic<bool> connected_{false};
+  std::atomic<bool> unexplained_{false};  // the last attempt has failed without words
+  std::atomic<bool> closing_{false};      // no event any more
+  std::atomic<int> callbacks_running_{0};
+
+  std::mutex operations_mutex_;  // guards all below
+  std::map<pending_operation*, std::weak_ptr<pending_operation>> operations_;
+  bool operations_given_up_ = false;
+  std::string tls_error_;  // what the TLS library said last, until an attempt has ended
+};
+
+}  // namespace brunvik::monitoring_modules::mqtt

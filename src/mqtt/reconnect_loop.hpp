@@ -1,0 +1,78 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "mqtt/client_log.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+/// What the loop drives. Called on the loop's thread only.
+class reconnectable {
+ public:
+  virtual ~reconnectable() = default;
+  /// Does not wait.
+  virtual bool is_connected() = 0;
+  /// Begins an attempt to connect. May wait for as long as `reconnect_loop::is_stopping` is false.
+  virtual void attempt_to_connect() = 0;
+  /// Has the broker subscribe to every filter again, and tells whether all of them are. As above.
+  virtual bool renew_subscriptions() = 0;
+};
+
+/// Brings a lost connection back, on a thread of its own that sleeps while there is nothing to do.
+///
+/// It goes on until the connection stands and every subscription has been renewed on it, whatever
+/// fails on the way: an attempt, a renewal, or the connection once more. Attempts are 1, 2, 5, 10,
+/// 30, 60, 60 ... seconds apart; a connection that comes up is taken care of at once.
+class reconnect_loop {
+ public:
+  /// `target` must outlive the loop. Throws std::system_error when there is no thread to be had.
+  reconnect_loop(reconnectable& target, std::shared_ptr<client_log> log);
+  /// Stops.
+  ~reconnect_loop();
+
+  reconnect_loop(const reconnect_loop&) = delete;
+  reconnect_loop& operator=(const reconnect_loop&) = delete;
+
+  /// The connection is gone. Does not wait, does not throw. [client-thread]
+  void connection_lost() noexcept;
+  /// The connection has come up. Does not wait, does not throw. [client-thread]
+  void connected() noexcept;
+  /// Somebody has noticed that something is missing: runs the loop unless it runs. [any-thread]
+  void look_after() noexcept;
+  /// An attempt was made by somebody else, now: the loop's own keep their distance from it.
+  void note_attempt() noexcept;
+
+  /// Ends the loop as soon as what it calls returns, and waits for that. Then no more calls come.
+  void stop() noexcept;
+  [[nodiscard]] bool is_stopping() const noexcept;
+  [[nodiscard]] bool is_in_progress() const noexcept;
+
+ private:
+  using clock = std::chrono::steady_clock;
+
+  void run() noexcept;
+  void reconnect();
+  bool round(std::size_t& delay_index);
+  bool wait_until(clock::time_point deadline, bool until_connected);
+  void log(int severity, const char* text) noexcept;
+
+  reconnectable& target_;
+  std::shared_ptr<client_log> log_;
+
+  mutable std::mutex mutex_;  // guards all below, and is held for moments only
+  std::condition_variable changed_;
+  bool stopping_ = false;
+  bool wanted_ = false;  // a loss that no round has begun after
+  bool in_progress_ = false;
+  bool came_up_ = false;  // the connection, since the last attempt
+  clock::time_point next_attempt_{};
+
+  std::thread thread_;  // last: it uses all of the above
+};
+
+}  // namespace brunvik::monitoring_modules::mqtt

@@ -1,0 +1,250 @@
+#include "mqtt/subscription_registry.hpp"
+
+#include <algorithm>
+
+#include "mqtt/exceptions.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+using liblog::log_lazily;
+namespace severity = liblog::severity;
+
+bool subscription_registry::add(const subscription_ptr& subscription) {
+  const std::string filter = subscription->topic();
+  const std::lock_guard lock(mutex_);
+  auto& subscriptions = filters_[filter].subscriptions;
+  const bool present = std::any_of(subscriptions.begin(), subscriptions.end(),
+                                   [&](const auto& entry) { return entry.lock() == subscription; });
+  if (!present) {
+    subscriptions.push_back(subscription);
+    routes_.reset();
+  }
+  return !present;
+}
+
+bool subscription_registry::remove(const subscription_ptr& subscription) {
+  const std::string filter = subscription->topic();
+  std::size_t expired = 0;
+  bool removed = false;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found = filters_.find(filter);
+    if (found == filters_.end()) {
+      return false;
+    }
+    auto& subscriptions = found->second.subscriptions;
+    const auto entry = std::find_if(subscriptions.begin(), subscriptions.end(), [&](auto& each) {
+      const auto live = each.lock();
+      expired += live == nullptr ? 1 : 0;
+      return live == subscription;
+    });
+    if (entry != subscriptions.end()) {
+      subscriptions.erase(entry);
+      routes_.reset();
+      removed = true;
+    }
+    if (subscriptions.empty()) {
+      filters_.erase(found);
+    }
+  }
+  for (; expired > 0; --expired) {
+    log_->log(severity::warning,
+              "Found unreferenced weak_ptr during unsubscribe for topic: " + filter);
+  }
+  return removed;
+}
+
+std::shared_ptr<const subscription_registry::routes> subscription_registry::current_routes() {
+  const std::lock_guard lock(mutex_);
+  if (routes_ == nullptr) {
+    auto fresh = std::make_shared<routes>();
+    for (const auto& [filter, state] : filters_) {
+      for (const auto& subscription : state.subscriptions) {
+        fresh->push_back({filter, subscription});
+      }
+    }
+    routes_ = std::move(fresh);
+  }
+  return routes_;
+}
+
+void subscription_registry::dispatch(const std::shared_ptr<received_message>& message) noexcept {
+  try {
+    log_lazily(*log_, severity::debug,
+               [&] { return "Message received on topic: " + message->topic; });
+    std::vector<std::string> expired;
+    const auto targets = current_routes();
+    for (const auto& target : *targets) {
+      serve(target, message, expired);
+    }
+    for (const auto& filter : expired) {
+      log_->log(severity::debug, "Removing unreferenced weak_ptr for topic: " + filter);
+      forget_expired(filter);
+    }
+  } catch (const std::exception& failure) {
+    log_->log(severity::warning, std::string("Exception in on_message_arrived: ") + failure.what());
+  } catch (...) {
+    log_->log(severity::warning, "Undefined exception in on_message_arrived");
+  }
+}
+
+void subscription_registry::serve(const route& target,
+                                  const std::shared_ptr<received_message>& message,
+                                  std::vector<std::string>& expired) noexcept try {
+  const auto subscription = target.subscription.lock();
+  if (subscription == nullptr) {
+    log_->log(severity::warning,
+              "Found weak pointer without reference for topic: " + target.filter);
+    expired.push_back(target.filter);
+  } else if (subscription->matches(message->topic)) {
+    subscription->on_message(message);
+  }
+} catch (const std::exception& failure) {
+  log_->log(severity::warning, std::string("Exception in on_message_arrived: ") + failure.what());
+} catch (...) {
+  log_->log(severity::warning, "Undefined exception in on_message_arrived");
+}
+
+void subscription_registry::forget_expired(const std::string& filter) {
+  const std::lock_guard lock(mutex_);
+  const auto found = filters_.find(filter);
+  if (found == filters_.end()) {
+    return;
+  }
+  std::erase_if(found->second.subscriptions, [](const auto& entry) { return entry.expired(); });
+  if (found->second.subscriptions.empty()) {
+    filters_.erase(found);
+    abandoned_.insert(filter);
+  }
+  routes_.reset();
+}
+
+void subscription_registry::abandon(const std::string& filter) {
+  const std::lock_guard lock(mutex_);
+  abandoned_.insert(filter);
+}
+
+bool subscription_registry::has_abandoned() const {
+  const std::lock_guard lock(mutex_);
+  return !abandoned_.empty();
+}
+
+std::vector<std::string> subscription_registry::take_abandoned() {
+  std::vector<std::string> filters;
+  const std::lock_guard lock(mutex_);
+  for (const auto& filter : abandoned_) {
+    if (!filters_.contains(filter)) {
+      filters.push_back(filter);
+    }
+  }
+  abandoned_.clear();
+  return filters;
+}
+
+bool subscription_registry::has_entries(const std::string& filter) const {
+  const std::lock_guard lock(mutex_);
+  return filters_.contains(filter);
+}
+
+std::size_t subscription_registry::filter_count() const {
+  const std::lock_guard lock(mutex_);
+  return filters_.size();
+}
+
+std::vector<std::string> subscription_registry::pending_filters() {
+  std::vector<std::string> pending;
+  std::vector<std::string> unreferenced;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [filter, state] : filters_) {
+      const auto& subscriptions = state.subscriptions;
+      const auto expired = std::count_if(subscriptions.begin(), subscriptions.end(),
+                                         [](const auto& entry) { return entry.expired(); });
+      unreferenced.insert(unreferenced.end(), static_cast<std::size_t>(expired), filter);
+      if (!state.granted && static_cast<std::size_t>(expired) < subscriptions.size()) {
+        pending.push_back(filter);
+      }
+    }
+  }
+  for (const auto& filter : unreferenced) {
+    log_->log(severity::warning,
+              "Found unreferenced weak_ptr during subscribe for topic: " + filter);
+  }
+  return pending;
+}
+
+std::vector<std::string> subscription_registry::take_all_filters() {
+  std::vector<std::string> filters;
+  std::vector<std::string> unreferenced;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [filter, state] : filters_) {
+      filters.push_back(filter);
+      for (const auto& entry : state.subscriptions) {
+        if (entry.expired()) {
+          unreferenced.push_back(filter);
+        }
+      }
+    }
+    filters_.clear();
+    routes_.reset();
+  }
+  for (const auto& filter : unreferenced) {
+    log_->log(severity::warning,
+              "Found unreferenced weak_ptr during unsubscribe_all for topic: " + filter);
+  }
+  return filters;
+}
+
+subscription_registry::connection_number subscription_registry::current_connection() const {
+  const std::lock_guard lock(mutex_);
+  return connection_;
+}
+
+void subscription_registry::connection_lost() {
+  const std::lock_guard lock(mutex_);
+  ++connection_;
+  abandoned_.clear();  // a clean session: the broker has forgotten them too
+  for (auto& [filter, state] : filters_) {
+    state.granted = false;
+    state.failure = nullptr;
+  }
+}
+
+void subscription_registry::set_granted(const std::string& filter, connection_number connection) {
+  const std::lock_guard lock(mutex_);
+  const auto found = filters_.find(filter);
+  if (found != filters_.end() && connection == connection_) {
+    found->second.granted = true;
+    found->second.failure = nullptr;
+  }
+}
+
+void subscription_registry::set_failed(const std::string& filter, connection_number connection,
+                                       std::exception_ptr failure) {
+  const std::lock_guard lock(mutex_);
+  const auto found = filters_.find(filter);
+  if (found != filters_.end() && connection == connection_ && !found->second.granted) {
+    found->second.failure = std::move(failure);
+  }
+}
+
+void subscription_registry::require_granted(const std::string& filter) const {
+  std::exception_ptr failure;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found = filters_.find(filter);
+    if (found != filters_.end() && found->second.granted) {
+      return;
+    }
+    if (found != filters_.end()) {
+      failure = found->second.failure;
+    }
+  }
+  if (failure != nullptr) {
+    std::rethrow_exception(failure);
+  }
+  throw exceptions::connection_lost();
+}
+
+}  // namespace brunvik::monitoring_modules::mqtt

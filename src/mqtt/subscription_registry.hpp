@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "mqtt/client_log.hpp"
+#include "mqtt/topic_subscription_interface.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+/// Who is interested in which topic filter, and what the broker knows of it.
+///
+/// Subscriptions are held weakly. Each filter is pending until the broker has granted it on the
+/// connection that stands; losing the connection makes all of them pending again. Connections are
+/// told apart by a number, so that an answer that comes late does not count for the next one.
+///
+/// [any-thread]. No lock is held while a subscription is served, nor ever across a call into the
+/// MQTT library: messages are handed out while another thread waits for the broker.
+class subscription_registry {
+ public:
+  using subscription_ptr = std::shared_ptr<topic_subscription_interface>;
+  using connection_number = std::uint64_t;
+
+  explicit subscription_registry(std::shared_ptr<client_log> log) : log_(std::move(log)) {}
+
+  /// Adds an entry, unless this very subscription has one. Tells whether it was added.
+  bool add(const subscription_ptr& subscription);
+
+  /// Removes the subscription's entry. Tells whether there was one.
+  bool remove(const subscription_ptr& subscription);
+
+  /// Hands the message to every live subscription that matches, and forgets those that are gone.
+  /// A subscription that throws is logged and does not keep the message from the others.
+  /// [client-thread]
+  void dispatch(const std::shared_ptr<received_message>& message) noexcept;
+
+  [[nodiscard]] bool has_entries(const std::string& filter) const;
+  [[nodiscard]] std::size_t filter_count() const;
+
+  /// Filters of live subscriptions that the broker has not granted on the present connection.
+  [[nodiscard]] std::vector<std::string> pending_filters();
+
+  /// Empties the registry, and gives the filters that were in it.
+  [[nodiscard]] std::vector<std::string> take_all_filters();
+
+  /// Filters without a subscription that the broker still serves: those of which the last entry
+  /// expired, and those that were given to `abandon`.
+  void abandon(const std::string& filter);
+  [[nodiscard]] bool has_abandoned() const;
+  /// Gives and forgets them, leaving out those that somebody has subscribed to since.
+  [[nodiscard]] std::vector<std::string> take_abandoned();
+
+  [[nodiscard]] connection_number current_connection() const;
+  /// All filters are pending again, and the next connection has another number.
+  void connection_lost();
+  /// Both are ignored when `connection` is no longer the present one.
+  void set_granted(const std::string& filter, connection_number connection);
+  void set_failed(const std::string& filter, connection_number connection,
+                  std::exception_ptr failure);
+
+  /// Throws what `set_failed` was given, or `connection_lost` while the filter is pending.
+  void require_granted(const std::string& filter) const;
+
+ private:
+  using entries = std::vector<std::weak_ptr<topic_subscription_interface>>;
+  struct filter_state {
+    entries subscriptions;
+    bool granted = false;
+    std::exception_ptr failure;
+  };
+  struct route {
+    std::string filter;
+    std::weak_ptr<topic_subscription_interface> subscription;
+  };
+  using routes = std::vector<route>;
+
+  std::shared_ptr<const routes> current_routes();
+  void serve(const route& target, const std::shared_ptr<received_message>& message,
+             std::vector<std::string>& expired) noexcept;
+  void forget_expired(const std::string& filter);
+
+  std::shared_ptr<client_log> log_;
+
+  mutable std::mutex mutex_;  // guards all below, and is held for moments only
+  std::unordered_map<std::string, filter_state> filters_;
+  std::shared_ptr<const routes> routes_;  // what dispatch walks; null when filters_ has changed
+  std::unordered_set<std::string> abandoned_;
+  connection_number connection_ = 0;
+};
+
+}  // namespace brunvik::monitoring_modules::mqtt

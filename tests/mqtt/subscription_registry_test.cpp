@@ -1,0 +1,126 @@
+#include "mqtt/subscription_registry.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "liblog/memory_logger.hpp"
+#include "mqtt/exceptions.hpp"
+#include "mqtt/topic_subscription.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class subscription_registry_test : public testing::Test {
+ protected:
+  subscription_registry_test() { log_->attach(lines_, 7); }
+
+  std::shared_ptr<topic_subscription> add(const std::string& filter) {
+    auto subscription = std::make_shared<topic_subscription>(
+        filter, [this, filter](const auto&) { served_.push_back(filter); });
+    registry_.add(subscription);
+    return subscription;
+  }
+  void deliver(const std::string& topic) {
+    registry_.dispatch(std::make_shared<received_message>(received_message{topic, "", false}));
+  }
+  std::vector<std::string> lines_at(int severity) {
+    std::vector<std::string> texts;
+    for (const auto& entry : lines_->entries()) {
+      if (entry.severity == severity) {
+        texts.push_back(entry.message);
+      }
+    }
+    return texts;
+  }
+
+  std::shared_ptr<liblog::memory_logger> lines_ = std::make_shared<liblog::memory_logger>();
+  std::shared_ptr<client_log> log_ = std::make_shared<client_log>("me");
+  subscription_registry registry_{log_};
+  std::vector<std::string> served_;
+};
+
+TEST_F(subscription_registry_test, a_message_reaches_every_match_once) {
+  const auto a = add("a/#");
+  const auto again = add("a/#");
+  const auto plus = add("+/b");
+  const auto other = add("c");
+  registry_.add(a);  // is there already
+  deliver("a/b");
+  EXPECT_THAT(served_, UnorderedElementsAre("a/#", "a/#", "+/b"));
+  EXPECT_EQ(registry_.filter_count(), 3U);
+}
+
+TEST_F(subscription_registry_test, a_dropped_subscription_is_forgotten_and_its_filter_abandoned) {
+  auto gone = add("a");
+  gone.reset();
+  deliver("a");
+  deliver("a");
+  EXPECT_THAT(lines_at(4),
+              ElementsAre("MQTT Client - me: Found weak pointer without reference for topic: a"));
+  EXPECT_EQ(registry_.filter_count(), 0U);
+  EXPECT_THAT(registry_.take_abandoned(), ElementsAre("a"));
+  EXPECT_FALSE(registry_.has_abandoned());
+}
+
+TEST_F(subscription_registry_test, an_abandoned_filter_that_is_wanted_again_is_kept) {
+  auto gone = add("a");
+  gone.reset();
+  deliver("a");
+  const auto back = add("a");
+  EXPECT_THAT(registry_.take_abandoned(), IsEmpty());
+}
+
+TEST_F(subscription_registry_test, a_throwing_subscription_does_not_cost_the_others_their_message) {
+  const auto throws = std::make_shared<topic_subscription>(
+      "a", [](const auto&) { throw std::runtime_error("no"); });
+  const auto throws_odd = std::make_shared<topic_subscription>("a", [](const auto&) { throw 1; });
+  registry_.add(throws);
+  registry_.add(throws_odd);
+  const auto good = add("a");
+  deliver("a");
+  EXPECT_THAT(served_, ElementsAre("a"));
+  EXPECT_THAT(lines_at(4),
+              UnorderedElementsAre("MQTT Client - me: Exception in on_message_arrived: no",
+                                   "MQTT Client - me: Undefined exception in on_message_arrived"));
+}
+
+TEST_F(subscription_registry_test,
+       a_filter_counts_as_subscribed_on_the_connection_that_granted_it) {
+  const auto a = add("a");
+  EXPECT_THROW(registry_.require_granted("a"), exceptions::connection_lost);
+  const auto first = registry_.current_connection();
+  registry_.set_granted("a", first);
+  EXPECT_NO_THROW(registry_.require_granted("a"));
+  EXPECT_THAT(registry_.pending_filters(), IsEmpty());
+
+  registry_.connection_lost();
+  registry_.set_granted("a", first);  // an answer from before the loss
+  EXPECT_THROW(registry_.require_granted("a"), exceptions::connection_lost);
+  EXPECT_THAT(registry_.pending_filters(), ElementsAre("a"));
+
+  registry_.set_failed("a", registry_.current_connection(),
+                       std::make_exception_ptr(exceptions::timeout("x")));
+  EXPECT_THROW(registry_.require_granted("a"), exceptions::timeout);
+  EXPECT_THAT(registry_.pending_filters(), ElementsAre("a"));
+}
+
+TEST_F(subscription_registry_test, nobody_is_served_after_removal) {
+  const auto a = add("a");
+  const auto b = add("a");
+  EXPECT_TRUE(registry_.remove(a));
+  EXPECT_FALSE(registry_.remove(a));
+  deliver("a");
+  EXPECT_THAT(served_, ElementsAre("a"));
+  EXPECT_TRUE(registry_.has_entries("a"));
+  EXPECT_TRUE(registry_.remove(b));
+  EXPECT_FALSE(registry_.has_entries("a"));
+}
+
+}  // namespace
+}  // namespace brunvik::monitoring_modules::mqtt

@@ -1,0 +1,186 @@
+// Settings as a key, failures from codes, what a packet can carry, certificates as files.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+
+#include "liblog/memory_logger.hpp"
+#include "mqtt/exceptions.hpp"
+#include "mqtt/failure_mapping.hpp"
+#include "mqtt/mqtt_client_settings.hpp"
+#include "mqtt/name_lookup.hpp"
+#include "mqtt/pem_file.hpp"
+#include "mqtt/transportable.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+namespace {
+
+using namespace std::chrono_literals;
+using libkavuhelper::settings::secure_string;
+
+const std::hash<mqtt_client_settings> hash;
+
+TEST(mqtt_client_settings, every_field_of_the_key_tells_connections_apart) {
+  const std::function<void(mqtt_client_settings&)> changes[] = {
+      [](auto& s) { s.host = "h"; },
+      [](auto& s) { s.port = 1883; },
+      [](auto& s) { s.client_id = "c"; },
+      [](auto& s) { s.client_id_suffix_length = 0; },
+      [](auto& s) { s.user_name = "u"; },
+      [](auto& s) { s.password = secure_string("p"); },
+      [](auto& s) { s.keep_alive = 1; },
+      [](auto& s) { s.clean_session = false; },
+      [](auto& s) { s.automatic_reconnect = false; },
+      [](auto& s) { s.tls.mode = tls_settings::tls_mode::on; },
+      [](auto& s) { s.tls.ca_certificate = "a"; },
+      [](auto& s) { s.tls.client_certificate = "b"; },
+      [](auto& s) { s.tls.client_key = "k"; },
+      [](auto& s) { s.tls.client_key_password = secure_string("w"); },
+  };
+  const mqtt_client_settings defaults;
+  int number = 0;
+  for (const auto& change : changes) {
+    mqtt_client_settings changed;
+    change(changed);
+    mqtt_client_settings same;
+    change(same);
+    EXPECT_FALSE(changed == defaults) << "change " << number;
+    EXPECT_NE(hash(changed), hash(defaults)) << "change " << number;
+    EXPECT_TRUE(changed == same) << "change " << number;
+    EXPECT_EQ(hash(changed), hash(same)) << "change " << number;
+    ++number;
+  }
+}
+
+TEST(mqtt_client_settings, time_out_and_log_do_not_tell_connections_apart) {
+  mqtt_client_settings first;
+  mqtt_client_settings second;
+  second.connect_timeout = 99;
+  second.logger = std::make_shared<liblog::memory_logger>();
+  EXPECT_TRUE(first == second);
+  EXPECT_EQ(hash(first), hash(second));
+}
+
+std::string key_of(int code, const char* text) {
+  try {
+    std::rethrow_exception(make_exception_from_code(code, text));
+  } catch (const exceptions::client_failure& failure) {
+    return failure.message().key();
+  }
+}
+
+TEST(failure_mapping, each_code_has_its_own_failure) {
+  struct {
+    int code;
+    const char* text;
+    const char* key;
+  } const cases[] = {
+      {-17, "", "error.mqttasync_0_len_will_topic"},
+      {-11, nullptr, "error.mqttasync_operation_incomplete"},
+      {-3, "socket error", "error.mqttasync_disconnected"},
+      {-2, "", "error.mqttasync_persistence"},
+      {1, "", "error.unacceptable_protocol_version"},
+      {2, "", "error.identifier_rejected"},
+      {3, "", "error.server_unavailable"},
+      {4, "", "error.bad_username_or_password"},
+      {5, "", "error.not_authorized"},
+      {-1, "socket error", "error.tcp_tls_connect_failure"},
+      {-1, "TCP/TLS connect failure", "error.tcp_tls_connect_failure"},
+      {-1, "TCP connect completion failure", "error.tcp_tls_connect_failure"},
+      {0, "TCP connect timeout", "error.tcp_connection_timeout"},
+      {-1, "Socket error", "#:libi18n.error.generic[Socket error]"},
+      {0, nullptr, "#:libi18n.error.generic[]"},
+      {-18, "x", "#:libi18n.error.generic[x]"},
+      {6, "", "#:libi18n.error.generic[]"},
+  };
+  for (const auto& each : cases) {
+    EXPECT_EQ(key_of(each.code, each.text), each.key) << each.code;
+  }
+}
+
+TEST(failure_mapping, a_return_code_is_logged_before_it_is_thrown) {
+  liblog::memory_logger log;
+  check_return_code(log, 0, "", "in a test");
+  EXPECT_THROW(check_return_code(log, -9, "", "in a test"), exceptions::mqttasync_bad_qos);
+  const auto entries = log.entries();
+  ASSERT_EQ(entries.size(), 3U);
+  EXPECT_EQ(entries[0].message, "Return code = 0 in a test");
+  EXPECT_EQ(entries[1].message, "Return code = -9 in a test");
+  EXPECT_EQ(entries[2].severity, 3);
+}
+
+TEST(transportable, rejects_what_would_cost_the_shared_connection) {
+  const std::string longest(65'535, 'x');
+  for (const std::string& topic :
+       {std::string("a"), std::string("a b/\xc3\xa4/\xe2\x82\xac/\xf0\x9f\x98\x80"), longest}) {
+    EXPECT_NO_THROW(require_transportable_topic(topic)) << topic.substr(0, 20);
+  }
+  for (const std::string& topic :
+       {std::string(), longest + "x", std::string("a\0b", 3), std::string("\xff"),
+        std::string("\xc3"), std::string("\xc0\x80"), std::string("\xed\xa0\x80"),
+        std::string("\xf4\x90\x80\x80"), std::string("a\x01"), std::string("\xc2\x80"),
+        std::string("\xef\xbf\xbf"), std::string("\xe0\x80\x80")}) {
+    EXPECT_THROW(require_transportable_topic(topic), exceptions::invalid_topic);
+    EXPECT_THROW(require_transportable_filter(topic), exceptions::invalid_topic);
+  }
+  EXPECT_NO_THROW(require_transportable_filter("a/+/#"));
+  EXPECT_THROW(require_transportable_topic("a/+"), exceptions::invalid_topic);
+  EXPECT_THROW(require_transportable_topic("#"), exceptions::invalid_topic);
+}
+
+TEST(transportable, a_packet_ends_at_its_length_field) {
+  std::string payload(268'435'455 - 4 - 1, 'x');
+  EXPECT_NO_THROW(require_transportable_payload("t", payload));
+  payload += 'x';
+  EXPECT_THROW(require_transportable_payload("t", payload), exceptions::message_too_long);
+}
+
+std::string content_of(const char* name) {
+  std::ifstream file(name);
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
+}
+
+TEST(pem_file, text_is_readable_under_a_name_that_ends_with_it) {
+  const std::string pem = "-----BEGIN CERTIFICATE-----\n" + std::string(100'000, 'A');
+  std::string name;
+  {
+    const pem_file file(pem);
+    ASSERT_NE(file.name(), nullptr);
+    name = file.name();
+    EXPECT_EQ(content_of(name.c_str()), pem);
+    EXPECT_EQ(content_of(name.c_str()), pem);  // every connection attempt reads it again
+    const auto target = std::filesystem::read_symlink(name).string();
+    EXPECT_TRUE(target.starts_with("/memfd:")) << target;
+  }
+  EXPECT_NE(content_of(name.c_str()), pem);
+  EXPECT_STREQ(pem_file("/etc/ssl/ca.pem").name(), "/etc/ssl/ca.pem");
+  EXPECT_EQ(pem_file("").name(), nullptr);
+}
+
+TEST(name_lookup, addresses_and_known_names_pass) {
+  const auto never = [] { return false; };
+  for (const char* host : {"127.0.0.1", "[::1]", "::1", "localhost"}) {
+    EXPECT_NO_THROW(require_resolvable(host, 5s, never)) << host;
+  }
+}
+
+TEST(name_lookup, an_unknown_name_is_named) {
+  for (const std::string& host :
+       {std::string("no-such-host.invalid"), std::string(), std::string("local\0host", 10)}) {
+    try {
+      require_resolvable(host, 30s, [] { return false; });
+      FAIL() << host;
+    } catch (const exceptions::client_failure& failure) {
+      EXPECT_NE(failure.message().text().find("could not be resolved"), std::string::npos);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace brunvik::monitoring_modules::mqtt
