@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "kavuhelper/module/service_container.hpp"
+#include "liblog/log_interface.hpp"
+#include "mqtt/mqtt_client_interface.hpp"
+#include "mqtt/mqtt_client_settings.hpp"
+#include "mqtt/topic_subscription.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+/// A sensor's share of a client and its subscription there, for as long as the sensor lives.
+class sensor_subscription {
+ public:
+  /// Gets the client from the container's store, attaches the sensor's log to it and subscribes.
+  /// `logger` is empty for a sensor that does not log. What `callback` may refer to is said in
+  /// topic_subscription.hpp. Throws what getting the client and subscribing throw, and leaves
+  /// nothing behind then. [host-thread]
+  sensor_subscription(libkavuhelper::module::service_container& container,
+                      const mqtt_client_settings& settings,
+                      std::shared_ptr<liblog::log_interface> logger, const std::string& filter,
+                      topic_subscription::message_callback callback);
+
+  /// Unsubscribes and lets the client go. Waits at most a second for the broker, or two when this
+  /// was the client's last share. [host-thread]
+  ~sensor_subscription();
+
+  sensor_subscription(const sensor_subscription&) = delete;
+  sensor_subscription& operator=(const sensor_subscription&) = delete;
+
+  /// Throws unless messages are flowing: what has been received is complete only if this has not
+  /// thrown. Does not wait.
+  void require_flowing();
+
+ private:
+  std::shared_ptr<mqtt_client_interface> client_;
+  std::shared_ptr<liblog::log_interface> logger_;
+  std::shared_ptr<topic_subscription> subscription_;
+};
+
+}  // namespace brunvik::monitoring_modules::mqtt

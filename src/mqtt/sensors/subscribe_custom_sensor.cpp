@@ -1,0 +1,169 @@
+#include "mqtt/sensors/subscribe_custom_sensor.hpp"
+
+#include <algorithm>
+#include <chrono>
+
+#include "libjsonparser/exceptions.hpp"
+#include "mqtt/exceptions.hpp"
+#include "mqtt/sensors/client_settings.hpp"
+#include "mqtt/sensors/custom_channels.hpp"
+#include "mqtt/sensors/received_line.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+namespace responses = libkavuhelper::responses;
+using settings::activation;
+using settings::last_message;
+
+namespace {
+
+constexpr std::int32_t duration_channel = 0;
+constexpr const char* time_key = "time_of_last_message";
+constexpr const char* result_key = "last_sensor_result";
+
+}  // namespace
+
+subscribe_custom_sensor::subscribe_custom_sensor(
+    const libkavuhelper::sensors::creation_context& context,
+    const libkavuhelper::settings::sensor_data_wrapper& data)
+    : sensor_base(context, data) {
+  try {
+    recall_time_of_last_message();
+    register_custom_channels(channels(), settings());
+    subscribe();
+  } catch (const std::exception& failure) {
+    log(std::string("Exception during creation of mqtt client: ") + failure.what());
+    report_creation_failure(failure);
+    throw;
+  }
+}
+
+subscribe_custom_sensor::~subscribe_custom_sensor() {
+  subscription_.reset();
+  try {
+    keep_time_of_last_message();
+  } catch (const std::exception& failure) {
+    log(failure.what());
+  }
+}
+
+void subscribe_custom_sensor::subscribe() {
+  subscription_.emplace(*container(), make_client_settings(settings(), shared_client_id), logger(),
+                        settings().topic, [latest = latest_, log = logger()](const auto& message) {
+                          log_received(log.get(), *message);
+                          latest->put(message);
+                        });
+}
+
+void subscribe_custom_sensor::recall_time_of_last_message() {
+  const auto kept = persistent_data().get(time_key);
+  if (!kept) {
+    return;
+  }
+  try {
+    latest_->set_time(libtimeutils::parse(*kept, libtimeutils::iso_8601));
+  } catch (const std::exception& failure) {
+    log(std::string("The time of the last message is ignored: ") + failure.what());
+  }
+}
+
+// At most once per scan, however many messages there were.
+void subscribe_custom_sensor::keep_time_of_last_message() {
+  if (const auto time = latest_->time()) {
+    persistent_data().set(time_key, libtimeutils::format(*time, libtimeutils::iso_8601));
+    send_persistent_data();
+  }
+}
+
+void subscribe_custom_sensor::work() {
+  keep_time_of_last_message();
+  subscription_->require_flowing();
+  const auto message = latest_->take();
+  if (message == nullptr) {
+    repeat_last_result();
+  } else if (message->payload.empty()) {
+    throw exceptions::payload_empty();
+  } else {
+    evaluate(*message);
+  }
+}
+
+void subscribe_custom_sensor::repeat_last_result() {
+  log_lazily([] { return "No message received during scanning interval"; });
+  auto result = make_result();
+  if (settings().retain_last_message == last_message::retain) {
+    if (const auto kept = persistent_data().get(result_key)) {
+      log_lazily([] { return "loading last sensor result"; });
+      try {
+        result.restore(*kept);
+      } catch (const std::exception& failure) {
+        log(std::string("The last sensor result is ignored: ") + failure.what());
+      }
+    } else {
+      log_lazily([] { return "No initial message received"; });
+    }
+  }
+  add_duration(result);
+  send(result);
+}
+
+void subscribe_custom_sensor::evaluate(const received_message& message) {
+  log_lazily([&] { return "Working with message: " + message.payload; });
+  const auto document = container()->create<libparser::parser_interface>(message.payload);
+  auto result = make_result();
+  add_sensor_message(*document, message, result);
+
+  const auto write =
+      logger() == nullptr ? log_function{} : [this](const std::string& line) { log(line); };
+  const std::string failures = read_custom_channels(*document, settings(), result, write);
+  if (!failures.empty()) {
+    auto failed = make_result();
+    failed.set_response_code(responses::scan_response_codes::error);
+    failed.set_response_message(libi18n::i18n_msg::verbatim(failures));
+    send(failed);
+    return;
+  }
+  add_duration(result);
+  persistent_data().set(result_key, result.serialize());
+  send_persistent_data();
+  log_lazily([] { return "last sensor value persisted"; });
+  send(result);
+}
+
+void subscribe_custom_sensor::add_sensor_message(const libparser::parser_interface& document,
+                                                 const received_message& message,
+                                                 scan_result& result) {
+  const std::string& path = settings().message_path;
+  if (path.empty()) {
+    return;
+  }
+  log_lazily([&] { return "Processing sensor message with json path: " + path; });
+  try {
+    const std::string value = document.query_string(path);
+    log_lazily([&] { return "Found value: " + value; });
+    result.set_response_message(libi18n::i18n_msg::verbatim(value));
+  } catch (const libparser::exceptions::exception&) {
+    log_lazily([&] { return "Error while processing sensor message with json path: " + path; });
+    log_lazily([&] { return "Sensor Message: " + message.payload; });
+    throw;
+  }
+}
+
+// Shown with and without a new message; a clock that was set back gives 0.
+void subscribe_custom_sensor::add_duration(scan_result& result) {
+  if (settings().duration_since_last_message != activation::enable) {
+    return;
+  }
+  log_lazily([] { return "Enabled duration channel"; });
+  const auto time = latest_->time();
+  if (!time) {
+    return;
+  }
+  const auto elapsed =
+      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now() - *time);
+  const auto seconds = std::max<std::chrono::seconds::rep>(elapsed.count(), 0);
+  log_lazily([&] { return "calculated: " + std::to_string(seconds) + " seconds"; });
+  result.set_value(duration_channel, static_cast<long>(seconds));
+}
+
+}  // namespace brunvik::monitoring_modules::mqtt
