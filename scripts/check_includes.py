@@ -40,10 +40,12 @@ CONFINED = {
     r"MQTT(Async|Client|Properties|SubscribeOpts|ReasonCodes)\w*\.h":
         r"src/mqtt/[^/]+\.cpp|src/mqtt/paho_\w+\.hpp|bench/.*",
     r"mqtt/paho_\w+\.hpp": r"src/mqtt/[^/]+|tests/mqtt/.*|bench/.*",
-    r"(jsoncons|jsoncons_ext)/.*": r"src/libjsonparser/[^/]+\.cpp|bench/.*",
+    r"(jsoncons|jsoncons_ext)/.*":
+        r"src/libjsonparser/([^/]+\.cpp|jsoncons_\w+\.hpp)|bench/.*",
+    r"libjsonparser/jsoncons_\w+\.hpp": r"src/libjsonparser/[^/]+|bench/.*",
     r".*\.pb\.h|google/protobuf/.*": r"src/(platform|probe)/.*|tests/.*|bench/.*",
     r"date/.*": r"src/libtimeutils/[^/]+\.cpp|tests/.*",
-    r"regex": r"src/libregex/.*|src/libtimeutils/[^/]+\.cpp|tests/.*",
+    r"regex": r"src/(libregex|libjsonparser)/.*|src/libtimeutils/[^/]+\.cpp|tests/.*",
     r"fmt/.*": r"src/.*\.cpp|src/probe/.*|tests/.*|bench/.*",
     r"spdlog/.*|CLI/.*|toml\+\+/.*|sqlite3\.h|prometheus/.*|httplib\.h":
         r"src/probe/.*|tests/.*|bench/.*",
