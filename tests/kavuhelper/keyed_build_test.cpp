@@ -1,0 +1,176 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "helpers/eventually.hpp"
+#include "kavuhelper/module/service_container.hpp"
+
+namespace kavu_test {
+namespace {
+
+namespace failures = brunvik::monitoring_modules::libkavuhelper::utils::exceptions;
+using brunvik::monitoring_modules::libkavuhelper::module::instance_store;
+using brunvik::monitoring_modules::libkavuhelper::module::service_container;
+
+struct connection {
+  int number = 0;
+};
+
+/// A key that says how many of its copies are alive.
+struct counted_key {
+  explicit counted_key(int v) : value(v) { ++alive; }
+  counted_key(const counted_key& other) : value(other.value) { ++alive; }
+  counted_key& operator=(const counted_key&) = delete;
+  ~counted_key() { --alive; }
+  bool operator==(const counted_key& other) const { return value == other.value; }
+
+  static inline std::atomic<int> alive = 0;
+  int value;
+};
+
+struct counted_key_hash {
+  std::size_t operator()(const counted_key& key) const { return std::hash<int>{}(key.value); }
+};
+
+/// A build that a test holds up and ends as it likes.
+class held_build {
+ public:
+  std::unique_ptr<connection> operator()() {
+    ++started;
+    outcome_.wait();
+    return std::make_unique<connection>(connection{outcome_.get()});
+  }
+  void finish(int number) { promise_.set_value(number); }
+  void fail() { promise_.set_exception(std::make_exception_ptr(std::runtime_error("refused"))); }
+
+  std::atomic<int> started = 0;
+
+ private:
+  std::promise<int> promise_;
+  std::shared_future<int> outcome_ = promise_.get_future().share();
+};
+
+class keyed_build : public testing::Test {
+ protected:
+  using outcome = std::future<std::shared_ptr<connection>>;
+
+  outcome ask(const std::string& key, std::optional<std::chrono::milliseconds> limit = {}) {
+    return std::async(std::launch::async, [this, key, limit] {
+      ++asking;
+      return container.get_or_build<connection>(key, std::ref(build), limit);
+    });
+  }
+  /// One that builds, and others that ask for the same key meanwhile.
+  std::vector<outcome> ask_together(int count) {
+    std::vector<outcome> all;
+    for (int i = 0; i < count; ++i) {
+      all.push_back(ask("key"));
+    }
+    EXPECT_TRUE(eventually([&] { return build.started == 1 && asking == count; }));
+    return all;
+  }
+
+  service_container container;
+  held_build build;
+  std::atomic<int> asking = 0;
+};
+
+TEST_F(keyed_build, whoever_wants_the_same_key_gets_the_one_that_is_being_built) {
+  auto all = ask_together(4);
+  build.finish(7);
+  const auto first = all[0].get();
+  EXPECT_EQ(first->number, 7);
+  for (std::size_t i = 1; i < all.size(); ++i) {
+    EXPECT_EQ(all[i].get(), first);
+  }
+  EXPECT_EQ(build.started, 1);
+  EXPECT_EQ(container.get_instance<connection>(std::string("key")), first);
+}
+
+TEST_F(keyed_build, a_failure_reaches_everyone_and_the_next_one_builds_anew) {
+  auto all = ask_together(3);
+  build.fail();
+  for (auto& each : all) {
+    // Who came too late to wait has built himself, with the same outcome.
+    EXPECT_THROW(each.get(), std::runtime_error);
+  }
+  EXPECT_FALSE(container.has_instance<connection>(std::string("key")));
+  const auto next = container.get_or_build<connection>(
+      std::string("key"), [] { return std::make_shared<connection>(connection{2}); });
+  EXPECT_EQ(next->number, 2);
+}
+
+TEST_F(keyed_build, nobody_else_waits) {
+  auto builder = ask("key");
+  ASSERT_TRUE(eventually([&] { return build.started == 1; }));
+  container.add_factory<int>([] { return std::make_unique<int>(5); });
+  EXPECT_EQ(*container.get_or_create<int>(), 5);
+  EXPECT_FALSE(container.has_instance<connection>(std::string("key")));
+  const auto other = container.get_or_build<connection>(
+      std::string("other key"), [] { return std::make_unique<connection>(); });
+  EXPECT_EQ(container.get_instance<connection>(std::string("other key")), other);
+  build.finish(1);
+  EXPECT_EQ(builder.get()->number, 1);
+}
+
+TEST_F(keyed_build, patience_ends_with_a_failure_of_its_own) {
+  auto builder = ask("key");
+  ASSERT_TRUE(eventually([&] { return build.started == 1; }));
+  EXPECT_THROW(ask("key", std::chrono::milliseconds(5)).get(), failures::build_wait_expired);
+  build.finish(1);
+  EXPECT_EQ(builder.get()->number, 1);
+}
+
+TEST_F(keyed_build, a_build_that_needs_itself_is_refused) {
+  const std::string key = "key";
+  EXPECT_THROW((void)container.get_or_build<connection>(key,
+                                                        [&] {
+                                                          (void)container.get_or_build<connection>(
+                                                              key, std::ref(build));
+                                                          return std::make_unique<connection>();
+                                                        }),
+               failures::service_container_error);
+  EXPECT_THROW(
+      (void)container.get_or_build<connection>(key, [] { return std::unique_ptr<connection>(); }),
+      failures::instance_not_available_key);
+}
+
+TEST(keyed_instances, expired_entries_go_at_the_next_access_with_their_keys) {
+  instance_store::instance_map_wrapper<connection, counted_key, counted_key_hash> map;
+  const auto make = [] { return std::make_unique<connection>(); };
+  (void)map.get_or_build(counted_key(1), make);
+  auto kept = map.get_or_build(counted_key(2), make);
+  EXPECT_EQ(map.size(), 1U);
+  kept.reset();
+  EXPECT_FALSE(map.contains(counted_key(9)));
+  EXPECT_EQ(map.size(), 0U);
+  EXPECT_EQ(counted_key::alive, 0);
+}
+
+// Meant for ThreadSanitizer: builds, failures and expiry of few keys on several threads.
+TEST(keyed_instances, survive_many_threads) {
+  service_container container;
+  std::atomic<int> served = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+      threads.emplace_back([&container, &served, thread] {
+        for (int i = 0; i < 400; ++i) {
+          const auto instance = container.get_or_build<connection>(
+              (i + thread) % 3, [&] { return std::make_unique<connection>(connection{i}); });
+          served += instance->number >= 0 ? 1 : 0;
+          (void)container.has_instance<connection>(i % 3);
+        }
+      });
+    }
+  }
+  EXPECT_EQ(served, 1600);
+}
+
+}  // namespace
+}  // namespace kavu_test

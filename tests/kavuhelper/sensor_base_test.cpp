@@ -1,0 +1,134 @@
+#include "kavuhelper/sensors/sensor_base.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "kavuhelper/utils/exceptions.hpp"
+#include "platform/recording_host.hpp"
+
+namespace kavu_test {
+namespace {
+
+namespace failures = lib::utils::exceptions;
+
+/// Creates sensor 1 with or without its log, scans it once, and destroys it.
+int run_once(recording_host& host, bool logging, const scripted_sensor::step& scan) {
+  scripted_sensor::offer(host, "sensor", scan);
+  auto settings = sensor_named("sensor");
+  settings.set("logging", logging ? "enabled" : "disabled");
+  EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(settings)), 0);
+  const int code = host.dispatcher.execute_sensor_scan(1);
+  EXPECT_EQ(host.dispatcher.destroy_sensor_instance(1), 0);
+  return code;
+}
+
+std::vector<std::string> lines(const recording_host& host) {
+  std::vector<std::string> texts;
+  for (const auto& record : host.inbox.log_records()) {
+    EXPECT_EQ(record.sensor_id(), 1);
+    EXPECT_EQ(record.severity(), 7);
+    texts.push_back(record.text());
+  }
+  return texts;
+}
+
+TEST(sensor_base, a_good_scan_logs_its_banners_and_sends_its_own_result) {
+  recording_host host;
+  EXPECT_EQ(run_once(host, true,
+                     [](scripted_sensor& sensor) {
+                       sensor.channels().register_definition(0, {"k", "t"}, {});
+                       auto result = sensor.make_result();
+                       result.set_value(0, 42L);
+                       sensor.log("working");
+                       sensor.send(result);
+                     }),
+            0);
+  EXPECT_EQ(lines(host),
+            (std::vector<std::string>{
+                "#################### Initializing ####################",
+                std::string("libKavuHelper version is: ") + lib::utils::library_version(),
+                "#################### Enter sensor scan ####################", "working",
+                "#################### Exit sensor scan  ####################",
+                "#################### Cleaning Up  ####################"}));
+  const auto results = host.inbox.scan_results(1);
+  ASSERT_EQ(results.size(), 1U);
+  EXPECT_EQ(results[0].response_code(), kavu::wire::RESPONSE_CODE_OK);
+  EXPECT_EQ(results[0].values(0).integer(), 42);
+}
+
+TEST(sensor_base, a_standard_failure_of_a_scan_becomes_one_error_result) {
+  struct {
+    scripted_sensor::step scan;
+    const char* key;
+    const char* text;
+  } const cases[] = {
+      {[](scripted_sensor&) { throw failures::setting_not_available("a,b"); },
+       "#:libkavuhelper.error.setting_not_available[a\\,b]",
+       "The setting \"a,b\" was not available."},
+      {[](scripted_sensor&) { throw std::out_of_range("plain"); }, "plain", "plain"},
+  };
+  for (const auto& each : cases) {
+    recording_host host;
+    EXPECT_EQ(run_once(host, true,
+                       [&each](scripted_sensor& sensor) {
+                         sensor.channels().register_definition(3, {"k", "t"}, {});
+                         each.scan(sensor);
+                       }),
+              0);
+    const auto results = host.inbox.scan_results(1);
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_EQ(results[0].response_code(), kavu::wire::RESPONSE_CODE_ERROR);
+    EXPECT_EQ(results[0].error_code(), 0);
+    EXPECT_EQ(results[0].message().key(), each.key);
+    EXPECT_EQ(results[0].message().text(), each.text);
+    EXPECT_EQ(results[0].definitions_size(), 1);
+    EXPECT_TRUE(host.inbox.logged(each.text));
+    EXPECT_TRUE(host.inbox.logged("Exit sensor scan"));
+  }
+}
+
+TEST(sensor_base, anything_else_goes_on_to_the_caller) {
+  recording_host host;
+  EXPECT_THROW(run_once(host, true, [](scripted_sensor&) { throw 5; }), int);
+  EXPECT_FALSE(host.inbox.logged("Exit sensor scan"));
+  EXPECT_TRUE(host.inbox.scan_results(1).empty());
+  EXPECT_EQ(host.dispatcher.destroy_sensor_instance(1), 0);
+}
+
+TEST(sensor_base, without_its_log_no_text_is_built) {
+  recording_host host;
+  EXPECT_EQ(run_once(host, false,
+                     [](scripted_sensor& sensor) {
+                       EXPECT_EQ(sensor.logger(), nullptr);
+                       sensor.log("into nothing");
+                       sensor.log_lazily([]() -> std::string {
+                         ADD_FAILURE() << "built";
+                         return {};
+                       });
+                       throw std::runtime_error("failed");
+                     }),
+            0);
+  EXPECT_TRUE(lines(host).empty());
+  EXPECT_EQ(host.inbox.scan_results(1).size(), 1U);
+}
+
+TEST(sensor_base, a_log_that_fails_does_not_keep_a_sensor_from_going) {
+  struct failing_log : brunvik::monitoring_modules::liblog::log_interface {
+    void log(int, const std::string& message) override {
+      if (message.find("Cleaning Up") != std::string::npos) {
+        throw std::runtime_error("no more lines");
+      }
+    }
+  };
+  recording_host host;
+  lib::sensors::creation_context context;
+  context.container = std::make_shared<lib::module::service_container>();
+  context.container->add_factory<brunvik::monitoring_modules::liblog::log_interface, std::int32_t>(
+      [](std::int32_t) { return std::make_unique<failing_log>(); });
+  context.mode = lib::sensors::creation_context::mode_logging;
+  { scripted_sensor sensor(context, wrap(sensor_named("x")), {}, {}); }
+}
+
+}  // namespace
+}  // namespace kavu_test

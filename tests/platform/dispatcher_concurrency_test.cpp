@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <latch>
+#include <thread>
+#include <vector>
+
+#include "platform/recording_host.hpp"
+
+namespace kavu_test {
+namespace {
+
+/// A place where a thread waits until the test lets it go on.
+class barrier_gate {
+ public:
+  void pass() {
+    ++arrived_;
+    released_.wait();
+  }
+  bool wait_for_arrivals(int count) {
+    return eventually([&] { return arrived_ >= count; });
+  }
+  void open() { open_.set_value(); }
+
+ private:
+  std::atomic<int> arrived_ = 0;
+  std::promise<void> open_;
+  std::shared_future<void> released_ = open_.get_future().share();
+};
+
+TEST(dispatcher_concurrency, different_sensors_scan_side_by_side) {
+  recording_host host;
+  std::latch all_inside(3);
+  scripted_sensor::offer(host, "meets", [&](scripted_sensor&) { all_inside.arrive_and_wait(); });
+  std::vector<std::jthread> scans;
+  for (int id = 1; id <= 3; ++id) {
+    ASSERT_EQ(host.dispatcher.create_sensor_instance(id, wrap(sensor_named("meets"))), 0);
+    scans.emplace_back([&host, id] { EXPECT_EQ(host.dispatcher.execute_sensor_scan(id), 0); });
+  }
+  scans.clear();
+}
+
+TEST(dispatcher_concurrency, scans_of_one_sensor_never_overlap) {
+  recording_host host;
+  std::atomic<int> inside = 0;
+  int unguarded = 0;  // a data race here is what ThreadSanitizer would report
+  scripted_sensor::offer(host, "alone", [&](scripted_sensor&) {
+    EXPECT_EQ(++inside, 1);
+    ++unguarded;
+    --inside;
+  });
+  host.dispatcher.create_sensor_instance(1, wrap(sensor_named("alone")));
+  {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([&host] {
+        for (int scan = 0; scan < 50; ++scan) {
+          EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 0);
+        }
+      });
+    }
+  }
+  EXPECT_EQ(unguarded, 200);
+}
+
+TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
+  recording_host host;
+  barrier_gate gate;
+  scripted_sensor::offer(host, "slow", [&](scripted_sensor&) { gate.pass(); });
+  scripted_sensor::offer(host, "quick", [](scripted_sensor&) {});
+  host.dispatcher.create_sensor_instance(1, wrap(sensor_named("slow")));
+  host.dispatcher.create_sensor_instance(2, wrap(sensor_named("quick")));
+  auto scan =
+      std::async(std::launch::async, [&] { return host.dispatcher.execute_sensor_scan(1); });
+  ASSERT_TRUE(gate.wait_for_arrivals(1));
+  EXPECT_EQ(host.dispatcher.destroy_sensor_instance(2), 0);
+
+  // One of the two waits for the scan; for the other the sensor is unknown already.
+  const auto remove = [&] { return host.dispatcher.destroy_sensor_instance(1); };
+  std::future<int> removals[] = {std::async(std::launch::async, remove),
+                                 std::async(std::launch::async, remove)};
+  const auto is_over = [](const std::future<int>& removal) {
+    return removal.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  };
+  ASSERT_TRUE(eventually([&] { return is_over(removals[0]) || is_over(removals[1]); }));
+  EXPECT_NE(is_over(removals[0]), is_over(removals[1]));
+  EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 6);
+  EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 5);
+  gate.open();
+  EXPECT_EQ(scan.get(), 0);
+  EXPECT_EQ(removals[0].get() + removals[1].get(), 0 + 6);
+  EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 0);
+}
+
+TEST(dispatcher_concurrency, a_sensor_that_is_being_built_holds_its_id_and_nobody_up) {
+  recording_host host;
+  barrier_gate gate;
+  scripted_sensor::offer(
+      host, "slow to build", [](scripted_sensor&) {}, [&](scripted_sensor&) { gate.pass(); });
+  scripted_sensor::offer(host, "quick", [](scripted_sensor&) {});
+  auto creation = std::async(std::launch::async, [&] {
+    return host.dispatcher.create_sensor_instance(1, wrap(sensor_named("slow to build")));
+  });
+  ASSERT_TRUE(gate.wait_for_arrivals(1));
+  EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 5);
+  EXPECT_EQ(host.dispatcher.destroy_sensor_instance(1), 6);
+  EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 6);
+  EXPECT_EQ(host.dispatcher.create_sensor_instance(2, wrap(sensor_named("quick"))), 0);
+  EXPECT_EQ(host.dispatcher.execute_sensor_scan(2), 0);
+  gate.open();
+  EXPECT_EQ(creation.get(), 0);
+  EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 0);
+}
+
+TEST(dispatcher_concurrency, creating_scanning_and_destroying_at_random_leaves_nothing) {
+  recording_host host;
+  std::atomic<int> alive = 0;
+  scripted_sensor::offer(
+      host, "counted", [&](scripted_sensor& sensor) { sensor.send(sensor.make_result()); },
+      [&](scripted_sensor&) { ++alive; });
+  {
+    std::vector<std::jthread> threads;
+    for (unsigned int seed = 1; seed <= 4; ++seed) {
+      threads.emplace_back([&host, random = seed]() mutable {
+        const auto data = wrap(sensor_named("counted"));
+        for (int i = 0; i < 300; ++i) {
+          random = random * 1664525U + 1013904223U;
+          const auto id = static_cast<std::int32_t>(random >> 30U);
+          switch ((random >> 20U) % 3U) {
+            case 0:
+              host.dispatcher.create_sensor_instance(id, data);
+              break;
+            case 1:
+              host.dispatcher.execute_sensor_scan(id);
+              break;
+            default:
+              host.dispatcher.destroy_sensor_instance(id);
+          }
+        }
+      });
+    }
+  }
+  EXPECT_GT(alive, 0);
+  for (int id = 0; id < 4; ++id) {
+    host.dispatcher.destroy_sensor_instance(id);
+    EXPECT_EQ(host.dispatcher.execute_sensor_scan(id), 6);
+  }
+}
+
+TEST(dispatcher_concurrency, the_end_destroys_slow_sensors_side_by_side) {
+  std::latch all_leaving(10);
+  {
+    recording_host host;
+    class leaver : public lib::sensors::sensor_base<host_name> {
+     public:
+      leaver(const lib::sensors::creation_context& context,
+             const lib::settings::sensor_data_wrapper& data, std::latch& latch)
+          : sensor_base(context, data), latch_(latch) {}
+      ~leaver() override { latch_.arrive_and_wait(); }
+
+     protected:
+      void work() override {}
+
+     private:
+      std::latch& latch_;
+    };
+    host.dispatcher.register_sensor(
+        "leaver", [&](const auto& context, lib::module::sensor_stock& stock, const auto& data) {
+          stock.add_sensor(context.id, std::make_shared<leaver>(context, data, all_leaving));
+        });
+    for (int id = 0; id < 10; ++id) {
+      host.dispatcher.create_sensor_instance(id, wrap(sensor_named("leaver")));
+    }
+  }
+  EXPECT_TRUE(all_leaving.try_wait());
+}
+
+}  // namespace
+}  // namespace kavu_test

@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "kavuhelper/messaging/module_information_message.hpp"
+#include "kavuhelper/utils/exceptions.hpp"
+#include "platform/json_member.hpp"
+#include "platform/json_writer.hpp"
+#include "platform/wire_codec.hpp"
+
+namespace kavu_test {
+namespace {
+
+namespace failures = brunvik::monitoring_modules::libkavuhelper::utils::exceptions;
+using brunvik::monitoring_modules::libkavuhelper::messaging::module_information_message;
+using brunvik::monitoring_modules::platform::json_writer;
+using brunvik::monitoring_modules::platform::without_member;
+using namespace std::string_literals;
+
+TEST(json_member, leaves_everything_else_as_it_stands) {
+  const std::pair<const char*, const char*> cases[] = {
+      {R"({"a": 1, "Text": {"x": [1, "}", {}]}})", R"({"a": 1})"},
+      {R"({"Text": {}, "a": 1,  "b": "T"})", R"({"a": 1,  "b": "T"})"},
+      {R"({"a": 1, "Text": "\"}", "b":[2]})", R"({"a": 1, "b":[2]})"},
+      {R"({"a": {"Text": 5}, "texT": -1.5e3})", R"({"a": {"Text": 5}, "texT": -1.5e3})"},
+      {"{ \"Text\" :null }\n", "{  }\n"},
+      {"{}", "{}"},
+      {R"({"Text":1,"Text":2,"a":"\\"})", R"({"a":"\\"})"},
+  };
+  for (const auto& [json, expected] : cases) {
+    EXPECT_EQ(without_member(json, "Text"), expected) << json;
+  }
+}
+
+TEST(json_member, refuses_what_is_no_object) {
+  for (const char* json : {"", "[]", "5", "{", R"({"a")", R"({"a":)", R"({"a":1)", R"({"a":1,)",
+                           R"({"a":1,})", R"({"a":1}})", R"({"a" 1})", R"({"a":"x)", R"({"a":"x\)",
+                           R"({"a":[1})", R"({a:1})", R"({"a":1} x)", R"({"a":})", R"({"a":,})"}) {
+    EXPECT_THROW((void)without_member(json, "Text"), failures::create_protobuf_from_json_failed)
+        << json;
+  }
+}
+
+TEST(json_writer, writes_valid_json_whatever_the_bytes) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"a\"b\\c", R"("a\"b\\c")"},
+      {"\n\x01\x7f\0"s, R"("\u000a\u0001\u007f\u0000")"},
+      {"\u00e4\u20ac\U0001F600", "\"\u00e4\u20ac\U0001F600\""},
+      {"\xff", "\"\uFFFD\""},
+      {"\xc3", "\"\uFFFD\""},                                  // ends too early
+      {"\xc0\xaf", "\"\uFFFD\uFFFD\""},                        // overlong
+      {"\xed\xa0\x80", "\"\uFFFD\uFFFD\uFFFD\""},              // a surrogate
+      {"\xf4\x90\x80\x80x", "\"\uFFFD\uFFFD\uFFFD\uFFFDx\""},  // beyond the last character
+  };
+  for (const auto& [text, expected] : cases) {
+    json_writer json;
+    json.value(text);
+    EXPECT_EQ(json.take(), expected);
+  }
+  json_writer json;
+  json.begin_array();
+  json.value(1.5);
+  json.value(std::numeric_limits<double>::infinity());
+  json.value(std::numeric_limits<std::int64_t>::min());
+  json.end_array();
+  EXPECT_EQ(json.take(), "[1.5,null,-9223372036854775808]");
+}
+
+TEST(module_information, has_its_texts_on_request_only) {
+  const std::string definition = R"({"Revision":1,"Text":{"English":{}},"Last":true})";
+  const auto sent = [&](bool include_texts) {
+    const auto bytes = module_information_message(definition, include_texts).serialize();
+    kavu::wire::Envelope envelope;
+    EXPECT_TRUE(envelope.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())));
+    EXPECT_EQ(envelope.api_level(), 6U);
+    return envelope.module_information().definition();
+  };
+  EXPECT_EQ(sent(true), definition);
+  EXPECT_EQ(sent(false), R"({"Revision":1,"Last":true})");
+  EXPECT_THROW(module_information_message("[]", false), failures::create_protobuf_from_json_failed);
+}
+
+TEST(wire_codec, a_message_beyond_the_limit_is_a_failure_with_both_sizes) {
+  auto envelope = brunvik::monitoring_modules::platform::make_envelope();
+  envelope.mutable_log_record()->set_text(std::string(100, 'x'));
+  const std::size_t size = envelope.ByteSizeLong();
+  using brunvik::monitoring_modules::platform::serialize;
+  EXPECT_EQ(serialize(envelope, size).size(), size);
+  try {
+    (void)serialize(envelope, size - 1);
+    FAIL() << "not refused";
+  } catch (const failures::message_too_long& failure) {
+    EXPECT_EQ(failure.what(), "The Message with size " + std::to_string(size) +
+                                  " bytes is larger than the maximum allowed length of " +
+                                  std::to_string(size - 1) + " bytes.");
+  }
+}
+
+}  // namespace
+}  // namespace kavu_test
