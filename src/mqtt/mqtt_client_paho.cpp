@@ -1,5 +1,8 @@
 #include "mqtt/mqtt_client_paho.hpp"
 
+#include <algorithm>
+#include <optional>
+
 #include "liblog/severity.hpp"
 #include "mqtt/exceptions.hpp"
 #include "mqtt/failure_mapping.hpp"
@@ -92,8 +95,9 @@ void mqtt_client_paho::connect_initially() {
   if (loop_ != nullptr) {
     loop_->note_attempt();
   }
+  std::optional<std::string> name_failure;
   try {
-    require_resolvable(host_, connect_timeout_, [] { return false; });
+    name_failure = look_up_name(host_, connect_timeout_, [] { return false; });
     attempt_began_ = clock::now().time_since_epoch().count();
     connection_.connect();
     log_->log(severity::debug, "Wait for initial connection attempt.");
@@ -108,7 +112,9 @@ void mqtt_client_paho::connect_initially() {
     }
   } catch (...) {
     first_connect_pending_ = false;
-    first_attempt_failed(std::current_exception());
+    first_attempt_failed(name_failure
+                             ? std::make_exception_ptr(exceptions::client_failure(*name_failure))
+                             : std::current_exception());
   }
 }
 
@@ -171,9 +177,12 @@ void mqtt_client_paho::attempt_to_connect() {
   }
   connection_.explain_failure();
   try {
-    require_resolvable(host_, connect_timeout_, [this] { return loop_->is_stopping(); });
-  } catch (const exceptions::mqtt_failure&) {
-    log_failure(severity::warning, "Connection attempt failed: ", std::current_exception());
+    const auto given_up = [this] { return loop_->is_stopping(); };
+    if (const auto name_failure = look_up_name(host_, connect_timeout_, given_up)) {
+      log_->log(severity::warning, *name_failure);
+    }
+  } catch (const exceptions::mqtt_failure& failure) {
+    log_->log(severity::warning, std::string("Connection attempt failed: ") + failure.what());
     return;
   }
   attempt_began_ = clock::now().time_since_epoch().count();

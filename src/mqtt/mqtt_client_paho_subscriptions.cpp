@@ -172,7 +172,7 @@ void mqtt_client_paho::renew_batch(const std::vector<std::string>& filters) {
     } catch (const exceptions::mqttasync_disconnected&) {
       throw;
     } catch (const exceptions::mqtt_failure& failure) {
-      subscriptions_.set_failed(filter, connection, std::current_exception());
+      subscriptions_.set_failed(filter, connection, failure.message());
       log_->log(severity::error,
                 "Subscription to '" + filter + "' could not be renewed: " + failure.what());
     }

@@ -1,13 +1,13 @@
 #include "mqtt/name_lookup.hpp"
 
+#include <ares.h>
 #include <arpa/inet.h>
-#include <netdb.h>
+#include <poll.h>
 
 #include <algorithm>
-#include <list>
-#include <memory>
+#include <map>
 #include <mutex>
-#include <string_view>
+#include <vector>
 
 #include "mqtt/exceptions.hpp"
 
@@ -15,74 +15,78 @@ namespace brunvik::monitoring_modules::mqtt {
 namespace {
 
 using namespace std::chrono_literals;
+using clock = std::chrono::steady_clock;
 
-/// One look-up. The resolver's thread writes into it, so it must stay where it is until it is done.
-class lookup {
- public:
-  explicit lookup(std::string host) : host_(std::move(host)) {
-    hints_.ai_socktype = SOCK_STREAM;
-    request_.ar_name = host_.c_str();
-    request_.ar_request = &hints_;
+std::string describe(const std::string& host, int status) {
+  return "The host name '" + host + "' could not be resolved: " + ares_strerror(status);
+}
+
+void require(int status, const std::string& host) {
+  if (status != ARES_SUCCESS) {
+    throw exceptions::client_failure(describe(host, status));
   }
-  lookup(const lookup&) = delete;
-  lookup& operator=(const lookup&) = delete;
-  ~lookup() {
-    if (request_.ar_result != nullptr) {
-      freeaddrinfo(request_.ar_result);
+}
+
+/// One question to the name servers. Ends with the object, answered or not.
+class question {
+ public:
+  explicit question(const std::string& host) {
+    static std::once_flag initialised;
+    std::call_once(initialised, [] { ares_library_init(ARES_LIB_INIT_ALL); });
+    ares_options options{};
+    options.sock_state_cb = on_socket;
+    options.sock_state_cb_data = this;
+    require(ares_init_options(&channel_, &options, ARES_OPT_SOCK_STATE_CB), host);
+    ares_addrinfo_hints hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    ares_getaddrinfo(channel_, host.c_str(), nullptr, &hints, on_answer, this);
+  }
+  ~question() { ares_destroy(channel_); }
+  question(const question&) = delete;
+  question& operator=(const question&) = delete;
+
+  /// Waits a moment for something to happen.
+  void proceed() {
+    constexpr int slice_ms = 20;
+    std::vector<pollfd> waiting;
+    for (const auto& [socket, events] : sockets_) {
+      waiting.push_back({socket, events, 0});
+    }
+    poll(waiting.data(), waiting.size(), slice_ms);
+    ares_process_fd(channel_, ARES_SOCKET_BAD, ARES_SOCKET_BAD);
+    for (const auto& each : waiting) {
+      const bool readable = (each.revents & (POLLIN | POLLERR | POLLHUP)) != 0;
+      const bool writable = (each.revents & POLLOUT) != 0;
+      ares_process_fd(channel_, readable ? each.fd : ARES_SOCKET_BAD,
+                      writable ? each.fd : ARES_SOCKET_BAD);
     }
   }
 
-  /// 0, or an error of getaddrinfo.
-  int start() {
-    gaicb* requests[] = {&request_};
-    return getaddrinfo_a(GAI_NOWAIT, requests, 1, nullptr);
-  }
-
-  void wait(std::chrono::milliseconds limit) {
-    const gaicb* const requests[] = {&request_};
-    const timespec slice{limit.count() / 1000, (limit.count() % 1000) * 1'000'000};
-    gai_suspend(requests, 1, &slice);
-  }
-
-  /// EAI_INPROGRESS, or how it ended.
-  int result() { return gai_error(&request_); }
-
-  bool cancel() { return gai_cancel(&request_) != EAI_NOTCANCELED; }
+  /// How it ended; nothing while it has not.
+  [[nodiscard]] std::optional<int> status() const { return status_; }
 
  private:
-  std::string host_;
-  addrinfo hints_{};
-  gaicb request_{};
-};
-
-/// Look-ups that were given up but still run. Those that have ended are freed when the next one
-/// comes; what still runs when the library is unloaded is left to the C library's thread.
-class abandoned_lookups {
- public:
-  void take(std::unique_ptr<lookup> running) {
-    const std::lock_guard lock(mutex_);
-    lookups_.push_back(running.release());
+  static void on_answer(void* self, int status, int /*timeouts*/, ares_addrinfo* addresses) {
+    static_cast<question*>(self)->status_ = status;
+    if (addresses != nullptr) {
+      ares_freeaddrinfo(addresses);
+    }
   }
-  void sweep() {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(lookups_, [](lookup* each) {
-      const bool ended = each->result() != EAI_INPROGRESS;
-      if (ended) {
-        delete each;
-      }
-      return ended;
-    });
+  static void on_socket(void* self, ares_socket_t socket, int readable, int writable) {
+    auto& sockets = static_cast<question*>(self)->sockets_;
+    if (readable == 0 && writable == 0) {
+      sockets.erase(socket);
+    } else {
+      sockets[socket] =
+          static_cast<short>((readable != 0 ? POLLIN : 0) | (writable != 0 ? POLLOUT : 0));
+    }
   }
 
- private:
-  std::mutex mutex_;
-  std::list<lookup*> lookups_;
+  ares_channel channel_{};
+  std::map<ares_socket_t, short> sockets_;
+  std::optional<int> status_;
 };
-
-abandoned_lookups& abandoned() {
-  static abandoned_lookups instance;
-  return instance;
-}
 
 bool is_address(const std::string& host) {
   in6_addr address{};
@@ -95,40 +99,35 @@ std::string without_brackets(const std::string& host) {
   return bracketed ? host.substr(1, host.size() - 2) : host;
 }
 
-[[noreturn]] void throw_unresolved(const std::string& host, int error) {
-  throw exceptions::client_failure("The host name '" + host +
-                                   "' could not be resolved: " + gai_strerror(error));
+// Nobody has answered, as against: the answer is no.
+bool is_unanswered(int status) {
+  return status == ARES_ETIMEOUT || status == ARES_ECANCELLED || status == ARES_EDESTRUCTION;
 }
 
 }  // namespace
 
-void require_resolvable(const std::string& host, std::chrono::milliseconds limit,
-                        const std::function<bool()>& given_up) {
-  abandoned().sweep();
+std::optional<std::string> look_up_name(const std::string& host, std::chrono::milliseconds limit,
+                                        const std::function<bool()>& given_up) {
   const std::string name = without_brackets(host);
   if (name.empty() || name.find('\0') != std::string::npos) {
-    throw_unresolved(host, EAI_NONAME);
+    throw exceptions::client_failure(describe(host, ARES_EBADNAME));
   }
   if (is_address(name)) {
-    return;
+    return std::nullopt;
   }
-  auto request = std::make_unique<lookup>(name);
-  if (const int error = request->start(); error != 0) {
-    throw_unresolved(host, error);
-  }
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (request->result() == EAI_INPROGRESS) {
-    if (given_up() || std::chrono::steady_clock::now() >= deadline) {
-      if (!request->cancel()) {
-        abandoned().take(std::move(request));
-      }
-      throw exceptions::tcp_connection_timeout();
+  question asked(name);
+  const auto deadline = clock::now() + limit;
+  while (!asked.status()) {
+    if (given_up() || clock::now() >= deadline) {
+      throw exceptions::client_failure(describe(host, ARES_ETIMEOUT));
     }
-    request->wait(20ms);
+    asked.proceed();
   }
-  if (const int error = request->result(); error != 0) {
-    throw_unresolved(host, error);
+  const int status = *asked.status();
+  if (is_unanswered(status)) {
+    throw exceptions::client_failure(describe(host, status));
   }
+  return status == ARES_SUCCESS ? std::nullopt : std::optional(describe(host, status));
 }
 
 }  // namespace brunvik::monitoring_modules::mqtt

@@ -2,20 +2,21 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace brunvik::monitoring_modules::mqtt {
 
-/// Finds out whether a host name resolves, before the MQTT library is asked to connect: the
-/// library resolves names while it holds the lock that serves all clients of the process, so a name
-/// server that does not answer would stop every one of them.
+/// Asks the name servers for a host before the MQTT library is asked to connect: the library
+/// resolves names while it holds the lock that serves all clients of the process, so a name server
+/// that does not answer would stop every one of them. One that has just answered will not.
 ///
-/// Waits at most `limit`, and no longer than until `given_up` says so, which is asked every few
-/// milliseconds. Addresses are taken as they are. Throws `exceptions::client_failure` with the
-/// resolver's words when the name does not resolve, and `exceptions::tcp_connection_timeout` when
-/// there is no answer in time. The look-up itself runs on a thread of the C library's, not of ours:
-/// it cannot be ended, so one that was given up is left to end by itself.
-void require_resolvable(const std::string& host, std::chrono::milliseconds limit,
-                        const std::function<bool()>& given_up);
+/// Works on the calling thread, at most for `limit`, and no longer than until `given_up` says so,
+/// which is asked every few milliseconds. Throws `exceptions::client_failure` when there is no
+/// answer in time. Returns nothing when the host has an address or is one; when the servers know no
+/// address, the words for it: the system may have other sources for names, so connecting may
+/// succeed all the same, and if it does not, these are the reason. [any-thread]
+std::optional<std::string> look_up_name(const std::string& host, std::chrono::milliseconds limit,
+                                        const std::function<bool()>& given_up);
 
 }  // namespace brunvik::monitoring_modules::mqtt

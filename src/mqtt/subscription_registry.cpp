@@ -207,7 +207,7 @@ void subscription_registry::connection_lost() {
   abandoned_.clear();  // a clean session: the broker has forgotten them too
   for (auto& [filter, state] : filters_) {
     state.granted = false;
-    state.failure = nullptr;
+    state.failure.reset();
   }
 }
 
@@ -216,21 +216,21 @@ void subscription_registry::set_granted(const std::string& filter, connection_nu
   const auto found = filters_.find(filter);
   if (found != filters_.end() && connection == connection_) {
     found->second.granted = true;
-    found->second.failure = nullptr;
+    found->second.failure.reset();
   }
 }
 
 void subscription_registry::set_failed(const std::string& filter, connection_number connection,
-                                       std::exception_ptr failure) {
+                                       const libi18n::i18n_msg& reason) {
   const std::lock_guard lock(mutex_);
   const auto found = filters_.find(filter);
   if (found != filters_.end() && connection == connection_ && !found->second.granted) {
-    found->second.failure = std::move(failure);
+    found->second.failure = reason;
   }
 }
 
 void subscription_registry::require_granted(const std::string& filter) const {
-  std::exception_ptr failure;
+  std::optional<libi18n::i18n_msg> failure;
   {
     const std::lock_guard lock(mutex_);
     const auto found = filters_.find(filter);
@@ -241,8 +241,8 @@ void subscription_registry::require_granted(const std::string& filter) const {
       failure = found->second.failure;
     }
   }
-  if (failure != nullptr) {
-    std::rethrow_exception(failure);
+  if (failure) {
+    throw exceptions::mqtt_failure(*failure);
   }
   throw exceptions::connection_lost();
 }

@@ -2,14 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
+#include "libi18n/i18n_msg.hpp"
 #include "mqtt/client_log.hpp"
 #include "mqtt/topic_subscription_interface.hpp"
 
@@ -63,9 +64,10 @@ class subscription_registry {
   /// Both are ignored when `connection` is no longer the present one.
   void set_granted(const std::string& filter, connection_number connection);
   void set_failed(const std::string& filter, connection_number connection,
-                  std::exception_ptr failure);
+                  const libi18n::i18n_msg& reason);
 
-  /// Throws what `set_failed` was given, or `connection_lost` while the filter is pending.
+  /// Throws a failure with the reason that `set_failed` was given, or `connection_lost` while the
+  /// filter is pending.
   void require_granted(const std::string& filter) const;
 
  private:
@@ -73,7 +75,7 @@ class subscription_registry {
   struct filter_state {
     entries subscriptions;
     bool granted = false;
-    std::exception_ptr failure;
+    std::optional<libi18n::i18n_msg> failure;
   };
   struct route {
     std::string filter;
