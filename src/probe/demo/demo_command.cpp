@@ -57,9 +57,10 @@ class demo {
 
   int run() {
     view_.say(
-        fmt::format("A private broker (mosquitto) on 127.0.0.1:{} with a simulated plant of {} "
-                    "devices behind it.",
-                    broker_.port(), plant_.device_count()));
+        fmt::format("A private broker (mosquitto) on 127.0.0.1:{}. Behind it a simulated plant: {} "
+                    "devices\npublish on {}, an energy meter and a cooling pump on {}. One gateway "
+                    "and the pump\nfall silent for a while.\n",
+                    broker_.port(), plant_.counted_devices(), plant::filter, "site/#"));
     check_connection();
     create_sensors();
     notify();

@@ -25,6 +25,13 @@ constexpr std::size_t gaps = 8;
 constexpr std::size_t narrowest_note = 10;
 constexpr std::size_t fixed_width = name_width + value_width + unit_width + age_width + gaps;
 
+/// Times are measured in whole milliseconds, rounded down: none means less than one.
+std::string shown_value(const channel_report& channel) {
+  const bool no_time = channel.unit_kind == kavu::wire::CHANNEL_UNIT_MILLISECONDS &&
+                       channel.value == channel_number(std::int64_t{0});
+  return no_time ? "< 1" : value_text(channel);
+}
+
 class table_writer {
  public:
   table_writer(steady_clock::time_point now, std::size_t width, bool styled)
@@ -83,7 +90,7 @@ class table_writer {
     } else if (channel.counter) {
       note = channel.value ? counting_time : "next scan";
     }
-    add_row("  " + printable(channel.name), value_text(channel), unit_for_people(channel), age,
+    add_row("  " + printable(channel.name), shown_value(channel), unit_for_people(channel), age,
             note, colour);
   }
 

@@ -13,6 +13,10 @@ using std::chrono::steady_clock;
 constexpr std::chrono::milliseconds longest_settling{500};
 constexpr std::chrono::seconds longest_notification{2};
 
+bool is_counted(std::string_view topic) {
+  return topic.starts_with("plant/");
+}
+
 std::string client_name(const char* role) {
   return std::string("plant_") + role + "_" + std::to_string(getpid());
 }
@@ -54,6 +58,12 @@ void plant::go_on() {
     held_ = false;
   }
   changed_.notify_all();
+}
+
+std::size_t plant::counted_devices() const {
+  return static_cast<std::size_t>(
+      std::count_if(devices_.begin(), devices_.end(),
+                    [](const timed_device& item) { return is_counted(item.device.topic); }));
 }
 
 plant_counts plant::take_counts() {
@@ -116,8 +126,7 @@ steady_clock::time_point plant::publish_due(steady_clock::time_point now) {
       const plant_device& device = item.device;
       if (!device.pause.covers(running)) {
         const std::string payload = device.payload(std::chrono::duration<double>(running).count());
-        const bool counted = device.topic.starts_with("plant/");
-        if (publisher_.publish(device.topic, payload) && counted) {
+        if (publisher_.publish(device.topic, payload) && is_counted(device.topic)) {
           const std::scoped_lock lock(mutex_);
           ++published_;
         }

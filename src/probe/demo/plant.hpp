@@ -50,7 +50,8 @@ class plant {
   std::optional<std::chrono::steady_clock::time_point> await_notification(
       const std::string& text, const std::stop_token& stop);
 
-  std::size_t device_count() const { return devices_.size(); }
+  /// How many devices publish what the observer counts.
+  std::size_t counted_devices() const;
 
  private:
   struct timed_device {

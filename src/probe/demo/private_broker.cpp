@@ -71,7 +71,14 @@ std::uint16_t find_free_port() {
 bool accepts_connections(std::uint16_t port) {
   const descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const sockaddr_in address = loopback(port);
-  return connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  if (connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    return false;
+  }
+  // A connection from a port to itself succeeds where nobody listens.
+  sockaddr_in own{};
+  socklen_t size = sizeof own;
+  return getsockname(client.get(), reinterpret_cast<sockaddr*>(&own), &size) == 0 &&
+         own.sin_port != address.sin_port;
 }
 
 /// An anonymous file that a child inherits as its standard input or error.
