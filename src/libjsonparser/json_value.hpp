@@ -41,6 +41,13 @@ class json_document {
   /// Bytes of the text that it was read from.
   [[nodiscard]] std::size_t text_size() const noexcept { return text_size_; }
 
+  struct extent {
+    int depth = 0;                   // levels of nesting; 0 for a document that is one scalar
+    std::size_t longest_string = 0;  // in bytes, members' names included
+  };
+  /// Measured by walking through the whole document.
+  [[nodiscard]] extent measure() const;
+
  private:
   std::size_t text_size_;
   std::unique_ptr<const json_value> root_;
@@ -55,6 +62,9 @@ class json_document {
 [[nodiscard]] std::int64_t to_integer(const json_value& value);
 [[nodiscard]] double to_float(const json_value& value);
 [[nodiscard]] bool to_boolean(const json_value& value);
+
+/// The value as compact JSON text.
+[[nodiscard]] std::string serialize_value(const json_value& value);
 
 /// Calls `visit` with each element or member in order and returns true; returns false and does
 /// nothing for a value that is no array, or no object.

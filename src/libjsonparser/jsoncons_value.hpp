@@ -1,0 +1,47 @@
+#pragma once
+
+#include <jsoncons/json.hpp>
+
+#include "libjsonparser/json_value.hpp"
+
+/// Completes `json_value`. Only for the two implementation files that know the JSON library:
+/// json_value.cpp and jsonpath_expression.cpp.
+namespace brunvik::monitoring_modules::libjsonparser {
+
+/// Members sorted by name. A type of our own, so that what jsoncons_operators.hpp changes about the
+/// library is changed for our values alone.
+struct value_policy : jsoncons::sorted_policy {};
+
+/// Below 0, 0 or above 0. Values of different types are in the order null, boolean, number, string,
+/// array, object.
+[[nodiscard]] int compare_values(const json_value& left, const json_value& right) noexcept;
+
+}  // namespace brunvik::monitoring_modules::libjsonparser
+
+/// The library's own (release 1.3.2) throws where it must not when a number beyond 64 bits is
+/// compared with a string, and so ends the process: `$[?(@.state == 'on')]` does it as soon as
+/// somebody publishes such a number for the state. Declared before anything can use that one.
+template <>
+inline int
+jsoncons::basic_json<char, brunvik::monitoring_modules::libjsonparser::value_policy>::compare(
+    const basic_json& right) const noexcept {
+  return brunvik::monitoring_modules::libjsonparser::compare_values(*this, right);
+}
+
+namespace brunvik::monitoring_modules::libjsonparser {
+
+/// Numbers in digits alone that are beyond 64 bits are strings to the library, with a mark.
+[[nodiscard]] inline bool is_large_number(const json_value& value) {
+  return value.tag() == jsoncons::semantic_tag::bigint ||
+         value.tag() == jsoncons::semantic_tag::bigdec;
+}
+
+/// JSON as RFC 8259 has it: no comments, no trailing commas.
+[[nodiscard]] inline jsoncons::basic_json_options<char> reading_options() {
+  return jsoncons::basic_json_options<char>().allow_comments(false).max_nesting_depth(
+      deepest_nesting);
+}
+
+}  // namespace brunvik::monitoring_modules::libjsonparser
+
+#include "libjsonparser/jsoncons_compare.hpp"  // needs all of the above
