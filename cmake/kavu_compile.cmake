@@ -41,6 +41,10 @@ add_library(kavu_warnings INTERFACE)
 target_compile_options(kavu_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
   "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>")
+# What the sanitizers insert makes the compiler see uninitialised values in the standard library.
+if(KAVU_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(kavu_warnings INTERFACE -Wno-maybe-uninitialized)
+endif()
 
 # kavu_library(NAME SOURCES... [LINK libraries...]): a static library for use inside this project,
 # whose headers are found from the root of the source folder. Without sources it is headers only.
