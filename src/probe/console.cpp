@@ -23,11 +23,13 @@ void write_out(std::string_view text, bool end_of_line) {
   }
 }
 
-bool wants_style() {
-  const char* const kind = std::getenv("TERM");
-  const char* const no_colour = std::getenv("NO_COLOR");
-  return kind != nullptr && std::strcmp(kind, "dumb") != 0 &&
-         (no_colour == nullptr || *no_colour == '\0');
+bool is_set(const char* variable) {
+  const char* const value = std::getenv(variable);
+  return value != nullptr && *value != '\0';
+}
+
+bool understands_sequences() {
+  return is_set("TERM") && std::strcmp(std::getenv("TERM"), "dumb") != 0;
 }
 
 }  // namespace
@@ -54,7 +56,8 @@ terminal look_at_terminal() {
   terminal result;
   result.interactive = isatty(STDOUT_FILENO) == 1;
   if (result.interactive) {
-    result.styled = wants_style();
+    result.moves_cursor = understands_sequences();
+    result.styled = result.moves_cursor && !is_set("NO_COLOR");
     winsize size{};
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
       result.columns = size.ws_col;

@@ -24,7 +24,9 @@ void print_log_line(std::string_view line) noexcept;
 /// What a file descriptor shows text on.
 struct terminal {
   bool interactive = false;
-  /// Emphasis and cursor movement are understood and wanted.
+  /// The cursor can be moved, to draw over what was drawn before.
+  bool moves_cursor = false;
+  /// Emphasis and colours are understood and wanted (NO_COLOR is not set).
   bool styled = false;
   std::size_t columns = 100;
   std::size_t rows = 0;

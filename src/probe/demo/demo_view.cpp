@@ -67,7 +67,7 @@ std::vector<std::string> demo_view::compose() const {
 
 bool demo_view::can_draw_over() const {
   const terminal screen = look_at_terminal();
-  return in_place_ && screen.styled && drawn_lines_ > 0 && drawn_lines_ + 1 < screen.rows &&
+  return in_place_ && screen.moves_cursor && drawn_lines_ > 0 && drawn_lines_ + 1 < screen.rows &&
          screen.columns >= narrowest_table;
 }
 
@@ -84,8 +84,7 @@ void demo_view::draw() {
 }
 
 void demo_view::show_progress() {
-  const terminal screen = look_at_terminal();
-  if (quiet_ || !in_place_ || what_.empty() || !screen.styled) {
+  if (quiet_ || !in_place_ || what_.empty() || !look_at_terminal().moves_cursor) {
     return;
   }
   const auto now = steady_clock::now();
