@@ -1,5 +1,7 @@
 #include "mqtt/paho_connection.hpp"
 
+#include <dlfcn.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -9,6 +11,7 @@
 #include "liblog/severity.hpp"
 #include "mqtt/certificate_diagnosis.hpp"
 #include "mqtt/failure_mapping.hpp"
+#include "mqtt/paho_callbacks.hpp"
 #include "mqtt/paho_options.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -35,6 +38,18 @@ void on_operation_failure(void* context, MQTTAsync_failureData* data) {
                                     data == nullptr ? nullptr : data->message);
 }
 
+// The library's threads may still be on their way out of its code when the last handle has been
+// destroyed. So its code stays in memory for the life of the process, also when ours is unloaded.
+void keep_library_loaded() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    Dl_info library{};
+    if (dladdr(reinterpret_cast<const void*>(&MQTTAsync_destroy), &library) != 0) {
+      dlopen(library.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+    }
+  });
+}
+
 MQTTAsync_responseOptions make_response_options(const pending_operation& operation) {
   MQTTAsync_responseOptions options = MQTTAsync_responseOptions_initializer;
   options.onSuccess = on_operation_success;
@@ -45,111 +60,6 @@ MQTTAsync_responseOptions make_response_options(const pending_operation& operati
 
 }  // namespace
 
-/// The functions that the library calls. They catch everything, and leave an event in peace once
-/// the connection is closing.
-struct paho_connection::callbacks {
-  /// Marks an event as running for as long as it lives, and says whether it may.
-  class running_event {
-   public:
-    explicit running_event(void* context) : connection(*static_cast<paho_connection*>(context)) {
-      ++connection.callbacks_running_;
-    }
-    ~running_event() { --connection.callbacks_running_; }
-    running_event(const running_event&) = delete;
-    running_event& operator=(const running_event&) = delete;
-    [[nodiscard]] bool is_wanted() const noexcept { return !connection.closing_; }
-
-    paho_connection& connection;
-  };
-
-  static void connect_success(void* context, MQTTAsync_successData* data) {
-    const running_event event(context);
-    if (!event.is_wanted()) {
-      return;
-    }
-    event.connection.set_connected(true);
-    const char* uri = data == nullptr ? nullptr : data->alt.connect.serverURI;
-    event.connection.events_.on_connect_success(
-        uri == nullptr ? "" : uri, data == nullptr ? 0 : data->alt.connect.MQTTVersion);
-  }
-
-  static void connect_failure(void* context, MQTTAsync_failureData* data) {
-    const running_event event(context);
-    if (!event.is_wanted()) {
-      return;
-    }
-    const int code = data == nullptr ? -1 : data->code;
-    const char* text = data == nullptr ? nullptr : data->message;
-    // A certificate that does not verify is told by the TLS library alone, or by nobody.
-    const std::string tls_error = event.connection.take_tls_error();
-    event.connection.unexplained_ = tls_error.empty();
-    const bool wordless = text == nullptr || *text == '\0';
-    event.connection.events_.on_connect_failure(
-        make_exception_from_code(code, wordless && !tls_error.empty() ? tls_error.c_str() : text));
-  }
-
-  static void connection_lost(void* context, char* cause) {
-    const running_event event(context);
-    event.connection.set_connected(false);
-    if (event.is_wanted()) {
-      event.connection.events_.on_connection_lost(cause == nullptr ? "" : cause);
-    }
-    event.connection.end_operations(&pending_operation::disconnected);
-  }
-
-  static void connected(void* context, char* cause) {
-    const running_event event(context);
-    if (event.is_wanted()) {
-      event.connection.set_connected(true);
-      event.connection.events_.on_connected(cause == nullptr ? "" : cause);
-    }
-  }
-
-  static int message_arrived(void* context, char* topic, int topic_length,
-                             MQTTAsync_message* message) {
-    const running_event event(context);
-    if (event.is_wanted()) {
-      deliver(event.connection, topic, topic_length, message);
-    }
-    MQTTAsync_freeMessage(&message);
-    MQTTAsync_free(topic);
-    return 1;
-  }
-
-  // A length of 0 means that the topic ends at its NUL.
-  static void deliver(paho_connection& connection, const char* topic, int topic_length,
-                      const MQTTAsync_message* message) noexcept try {
-    const std::size_t length =
-        topic_length > 0 ? static_cast<std::size_t>(topic_length) : std::strlen(topic);
-    if (message == nullptr) {
-      connection.log_->log(severity::debug,
-                           "Received empty message on topic: " + std::string(topic, length));
-      return;
-    }
-    auto received = std::make_shared<received_message>();
-    received->topic.assign(topic, length);
-    if (message->payloadlen > 0) {
-      received->payload.assign(static_cast<const char*>(message->payload),
-                               static_cast<std::size_t>(message->payloadlen));
-    }
-    received->retained = message->retained != 0;
-    connection.events_.on_message(std::move(received));
-  } catch (const std::exception& failure) {
-    connection.log_->log(severity::warning,
-                         std::string("Exception in on_message_arrived: ") + failure.what());
-  } catch (...) {
-    connection.log_->log(severity::warning, "Undefined exception in on_message_arrived");
-  }
-
-  static int tls_error(const char* text, std::size_t length, void* context) {
-    const running_event event(context);
-    if (event.is_wanted() && text != nullptr) {
-      event.connection.remember_tls_error(std::string(text, strnlen(text, length)));
-    }
-    return 1;
-  }
-};
-
 paho_connection::paho_connection(const mqtt_client_settings& settings, std::string client_id,
                                  std::shared_ptr<client_log> log, connection_events& events)
     : log_(std::move(log)),
@@ -159,6 +69,7 @@ paho_connection::paho_connection(const mqtt_client_settings& settings, std::stri
       port_(settings.port),
       server_uri_(make_server_uri(settings)) {
   require_no_nul(settings, client_id_);
+  keep_library_loaded();
   MQTTAsync_createOptions create_options = make_create_options();
   log_->log(severity::info,
             "Working with MQTT version: " + std::to_string(create_options.MQTTVersion));

@@ -1,0 +1,116 @@
+#include "mqtt/paho_callbacks.hpp"
+
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "liblog/severity.hpp"
+#include "mqtt/failure_mapping.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+namespace severity = liblog::severity;
+
+/// Marks an event as running for as long as it lives, and says whether it may.
+class paho_connection::callbacks::running_event {
+ public:
+  explicit running_event(void* context) : connection(*static_cast<paho_connection*>(context)) {
+    ++connection.callbacks_running_;
+  }
+  ~running_event() { --connection.callbacks_running_; }
+  running_event(const running_event&) = delete;
+  running_event& operator=(const running_event&) = delete;
+  [[nodiscard]] bool is_wanted() const noexcept { return !connection.closing_; }
+
+  paho_connection& connection;
+};
+
+void paho_connection::callbacks::connect_success(void* context, MQTTAsync_successData* data) {
+  const running_event event(context);
+  if (!event.is_wanted()) {
+    return;
+  }
+  event.connection.set_connected(true);
+  const char* uri = data == nullptr ? nullptr : data->alt.connect.serverURI;
+  event.connection.events_.on_connect_success(uri == nullptr ? "" : uri,
+                                              data == nullptr ? 0 : data->alt.connect.MQTTVersion);
+}
+
+void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failureData* data) {
+  const running_event event(context);
+  if (!event.is_wanted()) {
+    return;
+  }
+  const int code = data == nullptr ? -1 : data->code;
+  const char* text = data == nullptr ? nullptr : data->message;
+  // A certificate that does not verify is told by the TLS library alone, or by nobody.
+  const std::string tls_error = event.connection.take_tls_error();
+  event.connection.unexplained_ = tls_error.empty();
+  const bool wordless = text == nullptr || *text == '\0';
+  event.connection.events_.on_connect_failure(
+      make_exception_from_code(code, wordless && !tls_error.empty() ? tls_error.c_str() : text));
+}
+
+void paho_connection::callbacks::connection_lost(void* context, char* cause) {
+  const running_event event(context);
+  event.connection.set_connected(false);
+  if (event.is_wanted()) {
+    event.connection.events_.on_connection_lost(cause == nullptr ? "" : cause);
+  }
+  event.connection.end_operations(&pending_operation::disconnected);
+}
+
+void paho_connection::callbacks::connected(void* context, char* cause) {
+  const running_event event(context);
+  if (event.is_wanted()) {
+    event.connection.set_connected(true);
+    event.connection.events_.on_connected(cause == nullptr ? "" : cause);
+  }
+}
+
+int paho_connection::callbacks::message_arrived(void* context, char* topic, int topic_length,
+                                                MQTTAsync_message* message) {
+  const running_event event(context);
+  if (event.is_wanted()) {
+    deliver(event.connection, topic, topic_length, message);
+  }
+  MQTTAsync_freeMessage(&message);
+  MQTTAsync_free(topic);
+  return 1;
+}
+
+// A length of 0 means that the topic ends at its NUL.
+void paho_connection::callbacks::deliver(paho_connection& connection, const char* topic,
+                                         int topic_length,
+                                         const MQTTAsync_message* message) noexcept try {
+  const std::size_t length =
+      topic_length > 0 ? static_cast<std::size_t>(topic_length) : std::strlen(topic);
+  if (message == nullptr) {
+    connection.log_->log(severity::debug,
+                         "Received empty message on topic: " + std::string(topic, length));
+    return;
+  }
+  auto received = std::make_shared<received_message>();
+  received->topic.assign(topic, length);
+  if (message->payloadlen > 0) {
+    received->payload.assign(static_cast<const char*>(message->payload),
+                             static_cast<std::size_t>(message->payloadlen));
+  }
+  received->retained = message->retained != 0;
+  connection.events_.on_message(std::move(received));
+} catch (const std::exception& failure) {
+  connection.log_->log(severity::warning,
+                       std::string("Exception in on_message_arrived: ") + failure.what());
+} catch (...) {
+  connection.log_->log(severity::warning, "Undefined exception in on_message_arrived");
+}
+
+int paho_connection::callbacks::tls_error(const char* text, std::size_t length, void* context) {
+  const running_event event(context);
+  if (event.is_wanted() && text != nullptr) {
+    event.connection.remember_tls_error(std::string(text, strnlen(text, length)));
+  }
+  return 1;
+}
+
+}  // namespace brunvik::monitoring_modules::mqtt
