@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 
 namespace brunvik::monitoring_modules::platform {
 namespace {

@@ -43,14 +43,15 @@ message_service resolve_service(const std::shared_ptr<service_container>& contai
 }  // namespace
 
 void register_runtime_log(const std::shared_ptr<service_container>& container) {
-  container->add_factory<liblog::log_interface>([service = resolve_service(container)] {
-    return std::make_unique<host_log>(service, std::nullopt);
-  });
+  auto service = resolve_service(container);
+  container->add_factory<liblog::log_interface>(
+      [service = std::move(service)] { return std::make_unique<host_log>(service, std::nullopt); });
 }
 
 void register_sensor_log(const std::shared_ptr<service_container>& container) {
+  auto service = resolve_service(container);
   container->add_factory<liblog::log_interface, std::int32_t>(
-      [service = resolve_service(container)](std::int32_t sensor_id) {
+      [service = std::move(service)](std::int32_t sensor_id) {
         return std::make_unique<host_log>(service, sensor_id);
       });
 }

@@ -43,14 +43,18 @@ class sensor_dispatcher::notification_slot {
     return *service_;
   }
 
+  // What becomes of the line must not change what became of the notification.
   static void log_counts(notifications::service_interface& service,
                          const notifications::request& request,
-                         const std::shared_ptr<liblog::log_interface>& logger) {
-    if (logger) {
-      logger->log(liblog::severity::debug, request.get_settings().get_kind() + ": " +
-                                               std::to_string(service.counts().delivered) +
-                                               " delivered, " +
-                                               std::to_string(service.counts().failed) + " failed");
+                         const std::shared_ptr<liblog::log_interface>& logger) noexcept {
+    try {
+      if (logger) {
+        logger->log(liblog::severity::debug,
+                    request.get_settings().get_kind() + ": " +
+                        std::to_string(service.counts().delivered) + " delivered, " +
+                        std::to_string(service.counts().failed) + " failed");
+      }
+    } catch (...) {
     }
   }
 

@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <stdexcept>
 #include <string>
+#include <vector>
+
+#include "kavuhelper/failure_text.hpp"
 
 namespace kavu_test {
 namespace {
@@ -22,16 +26,6 @@ struct other_service {
   std::shared_ptr<service> needed;
 };
 
-template <class Failure, class Action>
-std::string text_of(const Action& action) {
-  try {
-    action();
-  } catch (const Failure& failure) {
-    return failure.what();
-  }
-  return "nothing was thrown";
-}
-
 TEST(service_container, factories_of_different_arguments_are_different_entries) {
   service_container container;
   container.add_factory<service, std::string>(
@@ -40,15 +34,16 @@ TEST(service_container, factories_of_different_arguments_are_different_entries) 
   EXPECT_FALSE(container.has_factory<factory_function<service>>());
   const std::string text = "lvalues are taken by value";
   EXPECT_EQ(container.create<service>(text)->name, text);
-  EXPECT_EQ(text_of<failures::factory_not_available>([&] { (void)container.create<service>(); }),
-            "The factory store can't find a factory with type " +
-                type_name<factory_function<service>>() + ".");
+  EXPECT_EQ(
+      failure_text<failures::factory_not_available>([&] { (void)container.create<service>(); }),
+      "The factory store can't find a factory with type " + type_name<factory_function<service>>() +
+          ".");
 }
 
 TEST(service_container, the_first_factory_stays) {
   service_container container;
   container.add_factory<service>([] { return std::make_unique<service>("first"); });
-  EXPECT_EQ(text_of<failures::already_contains_factory>([&] {
+  EXPECT_EQ(failure_text<failures::already_contains_factory>([&] {
               container.add_factory<service>([] { return std::make_unique<service>("second"); });
             }),
             "The factory store already contains a factory with type " +
@@ -56,22 +51,6 @@ TEST(service_container, the_first_factory_stays) {
   EXPECT_EQ(container.create<service>()->name, "first");
   container.add_factory<other_service>(nullptr);
   EXPECT_THROW((void)container.create<other_service>(), std::bad_function_call);
-}
-
-TEST(service_container, a_service_is_built_once_when_it_is_first_asked_for) {
-  service_container container;
-  int built = 0;
-  container.add_factory<service>([&] {
-    ++built;
-    return std::make_unique<service>();
-  });
-  EXPECT_FALSE(container.has_instance<service>());
-  const auto first = container.get_or_create<service>();
-  EXPECT_EQ(container.get_or_create<service>(), first);
-  EXPECT_EQ(container.get_instance<service>(), first);
-  EXPECT_EQ(built, 1);
-  EXPECT_THROW(container.add_instance<service>(std::make_shared<service>()),
-               failures::already_contains_instance);
 }
 
 TEST(service_container, a_factory_may_resolve_from_the_same_container) {
@@ -88,9 +67,9 @@ TEST(service_container, failures_leave_the_stores_as_they_were) {
   service_container container;
   bool fails = true;
   EXPECT_THROW((void)container.get_or_create<service>(), failures::factory_not_available);
-  EXPECT_EQ(
-      text_of<failures::instance_not_available>([&] { (void)container.get_instance<service>(); }),
-      "The instance store can't find an instance with type " + type_name<service>() + ".");
+  EXPECT_EQ(failure_text<failures::instance_not_available>(
+                [&] { (void)container.get_instance<service>(); }),
+            "The instance store can't find an instance with type " + type_name<service>() + ".");
   container.add_factory<service>([&]() -> std::unique_ptr<service> {
     if (fails) {
       throw std::runtime_error("not yet");
@@ -110,13 +89,13 @@ TEST(service_container, keyed_instances_are_not_owned_and_named_by_type_only) {
   container.add_instance<service>(key, shared);
   EXPECT_TRUE(container.has_instance<service>(key));
   EXPECT_EQ(container.get_instance<service>(key), shared);
-  EXPECT_EQ(text_of<failures::already_contains_instance_key>(
+  EXPECT_EQ(failure_text<failures::already_contains_instance_key>(
                 [&] { container.add_instance<service>(key, std::make_shared<service>()); }),
             "The instance store already contains an instance with type " + type_name<service>() +
                 " and key " + type_name<std::string>() + ".");
   shared.reset();
   EXPECT_FALSE(container.has_instance<service>(key));
-  EXPECT_EQ(text_of<failures::instance_not_available_key>(
+  EXPECT_EQ(failure_text<failures::instance_not_available_key>(
                 [&] { (void)container.get_instance<service>(key); }),
             "The instance store can't find an instance with type " + type_name<service>() +
                 " and key " + type_name<std::string>() + ".");
@@ -144,13 +123,14 @@ TEST(service_container, finding_a_service_waits_for_no_factory_elsewhere) {
   EXPECT_NE(slow.get(), nullptr);
 }
 
-TEST(service_container, threads_that_ask_at_once_get_the_same_service) {
+TEST(service_container, a_service_is_built_once_however_many_ask) {
   service_container container;
   std::atomic<int> built = 0;
   container.add_factory<service>([&] {
     ++built;
     return std::make_unique<service>();
   });
+  EXPECT_FALSE(container.has_instance<service>());
   std::vector<std::future<std::shared_ptr<service>>> asking;
   for (int i = 0; i < 4; ++i) {
     asking.push_back(
@@ -161,6 +141,8 @@ TEST(service_container, threads_that_ask_at_once_get_the_same_service) {
     EXPECT_EQ(found, container.get_instance<service>());
   }
   EXPECT_EQ(built, 1);
+  EXPECT_THROW(container.add_instance<service>(std::make_shared<service>()),
+               failures::already_contains_instance);
 }
 
 }  // namespace

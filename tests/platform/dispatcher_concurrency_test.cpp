@@ -3,6 +3,7 @@
 #include <atomic>
 #include <future>
 #include <latch>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -39,29 +40,6 @@ TEST(dispatcher_concurrency, different_sensors_scan_side_by_side) {
     scans.emplace_back([&host, id] { EXPECT_EQ(host.dispatcher.execute_sensor_scan(id), 0); });
   }
   scans.clear();
-}
-
-TEST(dispatcher_concurrency, scans_of_one_sensor_never_overlap) {
-  recording_host host;
-  std::atomic<int> inside = 0;
-  int unguarded = 0;  // a data race here is what ThreadSanitizer would report
-  scripted_sensor::offer(host, "alone", [&](scripted_sensor&) {
-    EXPECT_EQ(++inside, 1);
-    ++unguarded;
-    --inside;
-  });
-  host.dispatcher.create_sensor_instance(1, wrap(sensor_named("alone")));
-  {
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([&host] {
-        for (int scan = 0; scan < 50; ++scan) {
-          EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 0);
-        }
-      });
-    }
-  }
-  EXPECT_EQ(unguarded, 200);
 }
 
 TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
@@ -113,38 +91,34 @@ TEST(dispatcher_concurrency, a_sensor_that_is_being_built_holds_its_id_and_nobod
   EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 0);
 }
 
-TEST(dispatcher_concurrency, creating_scanning_and_destroying_at_random_leaves_nothing) {
+TEST(dispatcher_concurrency, scans_never_overlap_while_sensors_come_and_go) {
   recording_host host;
-  std::atomic<int> alive = 0;
-  scripted_sensor::offer(
-      host, "counted", [&](scripted_sensor& sensor) { sensor.send(sensor.make_result()); },
-      [&](scripted_sensor&) { ++alive; });
-  {
-    std::vector<std::jthread> threads;
-    for (unsigned int seed = 1; seed <= 4; ++seed) {
-      threads.emplace_back([&host, random = seed]() mutable {
-        const auto data = wrap(sensor_named("counted"));
-        for (int i = 0; i < 300; ++i) {
-          random = random * 1664525U + 1013904223U;
-          const auto id = static_cast<std::int32_t>(random >> 30U);
-          switch ((random >> 20U) % 3U) {
-            case 0:
-              host.dispatcher.create_sensor_instance(id, data);
-              break;
-            case 1:
-              host.dispatcher.execute_sensor_scan(id);
-              break;
-            default:
-              host.dispatcher.destroy_sensor_instance(id);
-          }
+  // Not synchronised on purpose: ThreadSanitizer sees two scans of one sensor that overlap, too.
+  int inside[4] = {};
+  scripted_sensor::offer(host, "alone", [&](scripted_sensor& sensor) {
+    int& own = inside[sensor.id()];
+    EXPECT_EQ(++own, 1);
+    sensor.send(sensor.make_result());
+    --own;
+  });
+  std::vector<std::jthread> threads;
+  for (unsigned int seed = 1; seed <= 4; ++seed) {
+    threads.emplace_back([&host, random = std::minstd_rand(seed)]() mutable {
+      const auto data = wrap(sensor_named("alone"));
+      for (int i = 0; i < 400; ++i) {
+        const auto id = static_cast<std::int32_t>(random() % 4);
+        switch (random() % 8) {
+          case 0:
+            host.dispatcher.destroy_sensor_instance(id);
+            break;
+          case 1:
+            host.dispatcher.create_sensor_instance(id, data);
+            break;
+          default:
+            host.dispatcher.execute_sensor_scan(id);
         }
-      });
-    }
-  }
-  EXPECT_GT(alive, 0);
-  for (int id = 0; id < 4; ++id) {
-    host.dispatcher.destroy_sensor_instance(id);
-    EXPECT_EQ(host.dispatcher.execute_sensor_scan(id), 6);
+      }
+    });
   }
 }
 

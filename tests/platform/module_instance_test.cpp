@@ -1,85 +1,54 @@
+#include "kavuhelper/module/module_instance.hpp"
+
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <chrono>
 #include <stdexcept>
 
 #include "kavuhelper/messaging/persistent_data.hpp"
-#include "kavuhelper/module/module_instance.hpp"
 #include "kavuhelper/utils/exceptions.hpp"
 #include "platform/recording_host.hpp"
 
 namespace kavu_test {
 namespace {
 
+namespace failures = lib::utils::exceptions;
+using brunvik::monitoring_modules::liblog::log_interface;
 using lib::messaging::message_service_interface;
 
 class small_module : public lib::module::module_instance {
  public:
-  using module_instance::module_instance;
+  explicit small_module(const lib::module::host_callback& callback)
+      : module_instance(context, callback) {}
   [[nodiscard]] std::string get_module_information() const override { return "{}"; }
+
+  static constexpr std::uint64_t context = 0xFFFF'FFFF'0000'0001U;
 };
 
-std::atomic<int> calls;
-std::atomic<std::uint64_t> last_context;
+module_inbox inbox;
 
-void count(std::uint64_t context, const std::uint8_t*, std::uint32_t) {
-  ++calls;
-  last_context = context;
+void receive(std::uint64_t context, const std::uint8_t* data, std::uint32_t size) {
+  EXPECT_EQ(context, small_module::context);
+  inbox.add(data, size);
 }
 
 [[noreturn]] void refuse(std::uint64_t, const std::uint8_t*, std::uint32_t) {
-  ++calls;
   throw std::runtime_error("the host's own failure");
 }
 
-const lib::messaging::persistent_data message(1, {{"key", "value"}});
-
-TEST(module_instance, messages_carry_the_hosts_context) {
-  const std::uint64_t context = 0xFFFF'FFFF'0000'0001U;
-  const lib::module::host_callback callback = count;
-  const small_module module(context, callback);
+TEST(module_instance, starts_with_the_message_service_and_needs_a_callback) {
+  const small_module module(receive);
   EXPECT_EQ(module.get_service_container()->factory_count(), 1U);
   EXPECT_EQ(module.get_service_container()->instance_count(), 0U);
-  calls = 0;
-  module.get_service_container()->get_or_create<message_service_interface>()->send(message);
-  EXPECT_EQ(calls, 1);
-  EXPECT_EQ(last_context, context);
+  EXPECT_THROW(small_module(nullptr), failures::initialization_error);
 }
 
-TEST(module_instance, nothing_reaches_the_host_after_the_module_has_gone) {
-  auto module = std::make_unique<small_module>(1, count);
+TEST(module_instance, sensors_go_with_it_and_nothing_reaches_the_host_afterwards) {
+  auto module = std::make_unique<small_module>(receive);
   const auto container = module->get_service_container();
-  const auto service = container->get_or_create<message_service_interface>();
   lib::module::register_runtime_log(container);
-  const auto log = container->get_or_create<brunvik::monitoring_modules::liblog::log_interface>();
-  module.reset();
-  calls = 0;
-  service->send(message);
-  log->log(0, "late");
-  EXPECT_EQ(calls, 0);
-}
-
-TEST(module_instance, a_failure_of_the_hosts_callback_ends_in_the_service) {
-  calls = 0;
-  const small_module module(1, refuse);
-  const auto service = module.get_service_container()->get_or_create<message_service_interface>();
-  EXPECT_NO_THROW(service->send(message));
-  EXPECT_NO_THROW(service->send(message));
-  EXPECT_EQ(calls, 2);
-}
-
-TEST(module_instance, needs_a_callback) {
-  EXPECT_THROW(small_module(1, nullptr), lib::utils::exceptions::initialization_error);
-}
-
-TEST(module_instance, sensors_go_with_it_and_still_reach_the_host) {
-  module_inbox inbox;
-  static module_inbox* receiver = &inbox;
-  receiver = &inbox;
-  auto module =
-      std::make_unique<small_module>(1, [](std::uint64_t, const std::uint8_t* data,
-                                           std::uint32_t size) { receiver->add(data, size); });
-  lib::module::register_sensor_log(module->get_service_container());
+  lib::module::register_sensor_log(container);
+  const auto log = container->get_or_create<log_interface>();
   module->get_sensor_dispatcher()->register_sensor(
       "logged", [](const auto& context, lib::module::sensor_stock& stock, const auto& data) {
         stock.add_sensor(context.id, std::make_shared<scripted_sensor>(context, data, nullptr,
@@ -90,6 +59,42 @@ TEST(module_instance, sensors_go_with_it_and_still_reach_the_host) {
   ASSERT_EQ(module->get_sensor_dispatcher()->create_sensor_instance(1, wrap(settings)), 0);
   module.reset();
   EXPECT_TRUE(inbox.logged("#################### Cleaning Up  ####################"));
+  inbox.clear();
+  log->log(0, "late");
+  EXPECT_EQ(inbox.message_count(), 0U);
+}
+
+TEST(module_instance, a_failure_of_the_hosts_callback_ends_in_the_service) {
+  const small_module module(refuse);
+  const auto service = module.get_service_container()->get_or_create<message_service_interface>();
+  EXPECT_NO_THROW(service->send(lib::messaging::persistent_data(1, {{"key", "value"}})));
+}
+
+TEST(log, lines_reach_the_host_with_severity_owner_and_time) {
+  recording_host host;
+  const std::chrono::nanoseconds before = std::chrono::system_clock::now().time_since_epoch();
+  host.container->get_or_create<log_interface>()->log(3, "any \xff bytes");
+  host.container->create<log_interface>(std::int32_t{-5})->log(7, "of a sensor");
+  const auto lines = host.inbox.log_records();
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].severity(), 3);
+  EXPECT_EQ(lines[0].text(), "any \xff bytes");
+  EXPECT_FALSE(lines[0].has_sensor_id());
+  EXPECT_EQ(lines[1].sensor_id(), -5);
+  EXPECT_GE(lines[0].time_ns(), before.count());
+  EXPECT_GE(lines[1].time_ns(), lines[0].time_ns());
+}
+
+// A line may come from a thread of a library that knows no exceptions.
+TEST(log, a_message_service_that_fails_does_not_fail_the_writer) {
+  struct failing_service : lib::messaging::message_service_interface {
+    void send(const lib::messaging::kavu_message&) override { throw std::runtime_error("no"); }
+  };
+  const auto container = std::make_shared<lib::module::service_container>();
+  EXPECT_THROW(lib::module::register_runtime_log(container), failures::factory_not_available);
+  container->add_instance<message_service_interface>(std::make_shared<failing_service>());
+  lib::module::register_runtime_log(container);
+  EXPECT_NO_THROW(container->get_or_create<log_interface>()->log(0, "line"));
 }
 
 }  // namespace
