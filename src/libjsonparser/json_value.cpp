@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <jsoncons/json_filter.hpp>
 #include <jsoncons_ext/jsonpointer/jsonpointer.hpp>
+#include <stdexcept>
 #include <system_error>
 
 #include "libjsonparser/exceptions.hpp"
@@ -20,6 +22,27 @@ constexpr const char* integer_type = "integer";
 constexpr const char* float_type = "floating point";
 constexpr const char* string_type = "string";
 
+// Turns the digits of fractions and exponents into doubles: the library's own conversion depends on
+// the locale, or refuses the whole document for one number that is out of range.
+class number_reader : public jsoncons::basic_json_filter<char> {
+ public:
+  using basic_json_filter::basic_json_filter;
+
+ private:
+  JSONCONS_VISITOR_RETURN_TYPE visit_string(const string_view_type& value,
+                                            jsoncons::semantic_tag tag,
+                                            const jsoncons::ser_context& context,
+                                            std::error_code& error) override {
+    if (tag == jsoncons::semantic_tag::bigdec) {
+      destination().double_value(nearest_double({value.data(), value.size()}),
+                                 jsoncons::semantic_tag::none, context, error);
+    } else {
+      destination().string_value(value, tag, context, error);
+    }
+    JSONCONS_VISITOR_RETURN;
+  }
+};
+
 std::unique_ptr<const json_value> read(std::string_view text) {
   if (text.size() > largest_document) {
     throw exceptions::parse_error("The document has " + std::to_string(text.size()) +
@@ -27,7 +50,7 @@ std::unique_ptr<const json_value> read(std::string_view text) {
                                   " that can be read.");
   }
   try {
-    return std::make_unique<const json_value>(json_value::parse(text, reading_options()));
+    return std::make_unique<const json_value>(read_json(text));
   } catch (const std::exception& error) {
     throw exceptions::parse_error(error.what());
   }
@@ -112,6 +135,30 @@ bool same_ignoring_case(std::string_view one, std::string_view other) {
 }
 
 }  // namespace
+
+double approximate(const json_value& number) noexcept {
+  return is_large_number(number) ? nearest_double(characters(number)) : number.as_double();
+}
+
+json_value read_json(std::string_view text) {
+  if (text.starts_with("\xef\xbb\xbf")) {  // the byte order mark that some editors write
+    text.remove_prefix(3);
+  }
+  jsoncons::json_decoder<json_value> decoder;
+  number_reader reader(decoder);
+  jsoncons::basic_json_parser<char> parser(jsoncons::basic_json_options<char>()
+                                               .allow_comments(false)
+                                               .max_nesting_depth(deepest_nesting)
+                                               .lossless_number(true));
+  parser.update(text.data(), text.size());
+  parser.parse_some(reader);
+  parser.finish_parse(reader);
+  parser.check_done();
+  if (!decoder.is_valid()) {
+    throw std::runtime_error("Unexpected end of file.");
+  }
+  return decoder.get_result();
+}
 
 json_document::json_document(std::string_view text) : text_size_(text.size()), root_(read(text)) {}
 

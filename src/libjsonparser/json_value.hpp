@@ -25,7 +25,7 @@ using json_value = jsoncons::basic_json<char, value_policy, std::allocator<char>
 /// twenty times the text's size in memory, and whatever walks through a document takes stack for
 /// every level.
 inline constexpr std::size_t largest_document = 16 * 1024 * 1024;
-inline constexpr int deepest_nesting = 512;
+inline constexpr int deepest_nesting = 256;
 
 /// A document and what is to be known about it before a query is let loose on it.
 class json_document {

@@ -35,8 +35,8 @@ inline int compare_numbers(const json_value& left, const json_value& right) {
     const auto other = right.as<std::uint64_t>();
     return order(one < other, one == other);
   }
-  const double one = left.as_double();
-  const double other = right.as_double();
+  const double one = approximate(left);
+  const double other = approximate(right);
   if (one == other && is_large_number(left) && is_large_number(right)) {
     return left.as_string_view().compare(right.as_string_view());
   }

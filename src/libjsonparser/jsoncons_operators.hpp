@@ -42,9 +42,9 @@ inline search_budget& current_budget() {
 
 /// `exact(left, right, result)` returns true, as the compiler's overflow checks do, when there is
 /// no exact result.
-template <class Exact, class Approximate>
+template <class Exact, class Inexact>
 json_value calculate(const json_value& left, const json_value& right, Exact exact,
-                     Approximate approximate) {
+                     Inexact inexact) {
   if (!left.is_number() || !right.is_number()) {
     return json_value::null();
   }
@@ -59,7 +59,7 @@ json_value calculate(const json_value& left, const json_value& right, Exact exac
       return json_value(result);
     }
   }
-  return json_value(approximate(left.as_double(), right.as_double()));
+  return json_value(inexact(libjsonparser::approximate(left), libjsonparser::approximate(right)));
 }
 
 /// True when neither `/` nor `%` has a result for these.
@@ -171,8 +171,9 @@ class abs_function<own::json_value> : public function_base<own::json_value> {
       error = jsonpath_errc::invalid_type;
       return own::json_value::null();
     }
-    return value.as_double() < 0 ? unary_minus_operator<own::json_value>().evaluate(value, error)
-                                 : value;
+    return own::approximate(value) < 0
+               ? unary_minus_operator<own::json_value>().evaluate(value, error)
+               : value;
   }
 };
 

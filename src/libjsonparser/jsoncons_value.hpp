@@ -1,6 +1,7 @@
 #pragma once
 
 #include <jsoncons/json.hpp>
+#include <string_view>
 
 #include "libjsonparser/json_value.hpp"
 
@@ -36,11 +37,13 @@ namespace brunvik::monitoring_modules::libjsonparser {
          value.tag() == jsoncons::semantic_tag::bigdec;
 }
 
-/// JSON as RFC 8259 has it: no comments, no trailing commas.
-[[nodiscard]] inline jsoncons::basic_json_options<char> reading_options() {
-  return jsoncons::basic_json_options<char>().allow_comments(false).max_nesting_depth(
-      deepest_nesting);
-}
+/// A number as a double, as near as can be, and infinite when it is too large. Never throws, unlike
+/// the library's own conversion.
+[[nodiscard]] double approximate(const json_value& number) noexcept;
+
+/// Exactly one JSON value as RFC 8259 has it: no comments, no trailing commas. Throws the library's
+/// exceptions.
+[[nodiscard]] json_value read_json(std::string_view text);
 
 }  // namespace brunvik::monitoring_modules::libjsonparser
 

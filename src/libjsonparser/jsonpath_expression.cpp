@@ -36,7 +36,7 @@ json_value eval(const json_value& argument, std::error_code& error) {
     return argument;
   }
   try {
-    return json_value::parse(argument.as_string_view(), reading_options());
+    return read_json(argument.as_string_view());
   } catch (const jsoncons::ser_error&) {
     return argument;
   }

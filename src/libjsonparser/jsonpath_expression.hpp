@@ -10,14 +10,15 @@
 namespace brunvik::monitoring_modules::libjsonparser {
 
 // The JSON library's evaluation was made for documents and expressions that one trusts. Measured
-// with its release 1.3.2 (g++ 12, -O2): walking takes up to 210 bytes of stack per level of the
-// document and 390 per call or filter that is nested in the expression; compiling a regular
-// expression takes 420 per parenthesis, searching 320 per character and up to 2,600 where it has
-// nested groups. The bounds keep all of this near 200 KB, a quarter of the smallest stack that is
-// common for threads. What a search takes is watched besides, see guarded_regex.hpp.
+// with its release 1.3.2 (g++ 12, -O2; a debug build takes twice as much): walking takes up to 210
+// bytes of stack per level of the document, and 790 per call or 670 per filter that is nested in
+// the expression; compiling a regular expression takes 420 per parenthesis, searching 320 per
+// character and up to 2,600 where it has nested groups. The bounds keep what can come together
+// below 220 KB, less than half of the smallest stack that is common for threads. What a search
+// takes is watched besides, see guarded_regex.hpp.
 
 /// In bytes.
-inline constexpr std::size_t longest_expression = 2048;
+inline constexpr std::size_t longest_expression = 1024;
 
 /// In bytes, for an expression with `=~` or `tokenize`.
 inline constexpr std::size_t longest_expression_with_regex = 512;

@@ -1,7 +1,9 @@
 #include "libjsonparser/number_text.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <system_error>
 
 namespace brunvik::monitoring_modules::libjsonparser {
@@ -27,7 +29,8 @@ bool take_sign(std::string_view& text) {
 }
 
 bool starts_hexadecimal(std::string_view text) {
-  return text.starts_with("0x") || text.starts_with("0X");
+  return (text.starts_with("0x") || text.starts_with("0X")) && text.size() > 2 &&
+         std::string_view("0123456789abcdefABCDEF.").find(text[2]) != std::string_view::npos;
 }
 
 // Whether what follows the digits makes another number of them: an exponent with digits.
@@ -48,6 +51,25 @@ std::string_view without_fraction(std::string_view rest) {
     }
   }
   return rest;
+}
+
+// The power of ten of the first digit that is not zero, of a number without a sign.
+std::int64_t decimal_order(std::string_view number) {
+  const auto mark = std::min(number.find_first_of("eE"), number.size());
+  const auto digits = number.substr(0, mark);
+  const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+  const auto first = static_cast<std::int64_t>(digits.find_first_not_of("0."));
+  std::int64_t exponent = 0;
+  if (mark < number.size()) {
+    auto text = number.substr(mark + 1);
+    const bool negative = take_sign(text);
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), exponent);
+    // No text is so long that its digits could make up for such an exponent.
+    constexpr auto beyond = std::numeric_limits<std::int64_t>::max() / 2;
+    exponent = error == std::errc() ? std::min(exponent, beyond) : beyond;
+    exponent = negative ? -exponent : exponent;
+  }
+  return (first < point ? point - first - 1 : point - first) + exponent;
 }
 
 }  // namespace
@@ -80,7 +102,7 @@ std::optional<double> leading_float(std::string_view text) {
   std::from_chars_result result{};
   if (starts_hexadecimal(text)) {
     result = std::from_chars(text.data() + 2, end, value, std::chars_format::hex);
-    if (result.ec == std::errc::invalid_argument) {  // "0xyz" is a zero and a rest
+    if (result.ec == std::errc::invalid_argument) {  // "0x.y" is a zero and a rest
       result.ec = std::errc();
     }
   } else {
@@ -90,6 +112,17 @@ std::optional<double> leading_float(std::string_view text) {
     return std::nullopt;
   }
   return negative ? -value : value;
+}
+
+double nearest_double(std::string_view number) noexcept {
+  double value = 0;
+  const auto result = std::from_chars(number.data(), number.data() + number.size(), value);
+  if (result.ec != std::errc::result_out_of_range) {
+    return value;
+  }
+  const bool negative = take_sign(number);
+  const double magnitude = decimal_order(number) < 0 ? 0 : std::numeric_limits<double>::infinity();
+  return negative ? -magnitude : magnitude;
 }
 
 }  // namespace brunvik::monitoring_modules::libjsonparser

@@ -16,4 +16,8 @@ namespace brunvik::monitoring_modules::libjsonparser {
 /// "nan", and when the number is too large or too small for a double.
 [[nodiscard]] std::optional<double> leading_float(std::string_view text);
 
+/// The nearest double of a whole text that is a JSON number: infinite when it is too large, zero
+/// when it is too small.
+[[nodiscard]] double nearest_double(std::string_view number) noexcept;
+
 }  // namespace brunvik::monitoring_modules::libjsonparser

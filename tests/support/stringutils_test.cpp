@@ -177,6 +177,7 @@ TEST(random_string_generator_test, many_threads_may_draw_from_a_synchronized_one
       std::make_unique<random_number_generator<std::uint64_t>>(1), default_alphabet()));
   std::vector<std::vector<std::string>> drawn(4);
   std::vector<std::thread> threads;
+  threads.reserve(drawn.size());
   for (auto& own : drawn) {
     threads.emplace_back([&generator, &own] {
       for (int round = 0; round < 500; ++round) {

@@ -1,0 +1,224 @@
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <random>
+#include <string>
+
+#include "libjsonparser/case_insensitive_jsonpointer_parser.hpp"
+#include "libjsonparser/json_value.hpp"
+#include "libjsonparser/jsonpath_expression.hpp"
+#include "libjsonparser/jsonpath_parser.hpp"
+#include "libjsonparser/outcome.hpp"
+
+namespace brunvik::monitoring_modules::libjsonparser {
+namespace {
+
+using kavu_test::outcome;
+using kavu_test::outcome_class;
+
+std::string repeated(const std::string& text, std::size_t times) {
+  std::string result;
+  result.reserve(text.size() * times);
+  for (; times > 0; --times) {
+    result += text;
+  }
+  return result;
+}
+
+std::string nested_objects(std::size_t depth, const std::string& inner = "1") {
+  return repeated("{\"a\":", depth) + inner + repeated("}", depth);
+}
+
+std::string nested_arrays(std::size_t depth) {
+  return repeated("[", depth) + "1" + repeated("]", depth);
+}
+
+std::string query(const std::string& document, const std::string& expression) {
+  return outcome_class([&] { return jsonpath_parser(document).query_list(expression).size(); });
+}
+
+// Half a megabyte is what a frugal host gives its threads; without the optimiser frames are twice
+// as large, with sanitizers several times.
+void on_a_small_stack(std::function<void()> act) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  constexpr std::size_t stack_size = 4 * 1024 * 1024;
+#elif defined(__OPTIMIZE__)
+  constexpr std::size_t stack_size = 512 * 1024;
+#else
+  constexpr std::size_t stack_size = 1024 * 1024;
+#endif
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, stack_size), 0);
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(
+                &thread, &attributes,
+                [](void* work) -> void* {
+                  (*static_cast<std::function<void()>*>(work))();
+                  return nullptr;
+                },
+                &act),
+            0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+TEST(hostile_document_test, what_is_not_one_json_value_in_utf_8_is_refused) {
+  const std::string cases[] = {
+      "",
+      "  ",
+      std::string(1, '\0'),
+      "hello",
+      "NaN",
+      "[1,]",
+      "{\"a\":1}x",
+      "1 2",
+      "'a'",
+      "// comment\n1",
+      "01",
+      "\"unfinished",
+      "\"\xff\"",
+      "\"\xc0\x80\"",
+      "\"\xed\xa0\x80\"",
+      "\xff\xfe[\0]\0",
+      "\"\\ud800\"",
+      "\"raw\tcontrol\"",
+      std::string(1'000'000, '['),
+      repeated("{\"a\":", 1'000'000),
+      nested_arrays(static_cast<std::size_t>(deepest_nesting) + 1),
+      "\"" + std::string(64U * 1024 * 1024, 'x') + "\"",
+  };
+  for (const auto& text : cases) {
+    EXPECT_EQ(query(text, "$"), "parse_error") << text.substr(0, 20);
+  }
+  EXPECT_EQ(query(nested_arrays(static_cast<std::size_t>(deepest_nesting)), "$"), "1");
+  EXPECT_EQ(query("\"" + std::string(largest_document - 2, 'x') + "\"", "$"), "1");
+}
+
+TEST(hostile_document_test, a_failure_quotes_a_long_string_in_part_only) {
+  const jsonpath_parser parser("\"" + repeated("ä", 500'000) + "\"");
+  const auto text = outcome([&] { return parser.query_integer("$"); });
+  EXPECT_EQ(text, "conversion_error: '" + repeated("ä", 100) +
+                      "...' could not be converted to 'integer'.");
+}
+
+TEST(hostile_document_test, the_deepest_documents_fit_a_small_stack) {
+  on_a_small_stack([] {
+    for (const auto& document : {nested_objects(deepest_nesting), nested_arrays(deepest_nesting)}) {
+      const jsonpath_parser parser(document);
+      EXPECT_EQ(parser.serialize(), document);
+      EXPECT_EQ(parser.query_list("$..x").size(), 0U);
+      EXPECT_EQ(parser.query_list("$..*").size(), static_cast<std::size_t>(deepest_nesting));
+      EXPECT_EQ(
+          parser.query_list("$[?(@ == $[0])]").size() + parser.query_list("$[?(@ == $.a)]").size(),
+          1U);
+      EXPECT_EQ(parser.query_string("$"), document);
+      EXPECT_EQ(outcome_class([&] { return parser.query_string("max($..a)"); }), "empty_result");
+    }
+  });
+}
+
+TEST(hostile_document_test, expressions_are_bounded_too) {
+  on_a_small_stack([] {
+    const auto nested = [](const std::string& open, const std::string& inner,
+                           const std::string& close) {
+      const auto times = (longest_expression - inner.size() - 1) / (open.size() + close.size());
+      return repeated(open, times) + inner + repeated(close, times);
+    };
+    EXPECT_EQ(query("1", nested("abs(", "1", ")")), "1");
+    EXPECT_EQ(query(nested_objects(deepest_nesting), "$" + nested("[?(@", "", ")]")), "1");
+    EXPECT_EQ(query(nested_objects(deepest_nesting), "$" + nested(".*", "", "")), "0");
+    EXPECT_EQ(query("[1]", "$[?(" + nested("(", "1", ")").substr(4) + ")]"), "query_error");
+    EXPECT_EQ(query("1", "$" + std::string(longest_expression, ' ')), "query_error");
+
+    const std::string pattern(longest_expression_with_regex - 15, '(');
+    EXPECT_EQ(query("[\"a\"]", "$[?(@ =~ /" + pattern + "/)]"), "query_error");
+    EXPECT_EQ(query("[\"a\"]", "$[?(@ =~ /" + pattern + pattern + "/)]"), "query_error");
+  });
+}
+
+TEST(hostile_document_test, regular_expressions_never_meet_a_string_that_they_cannot_bear) {
+  const auto document = [](std::size_t length) {
+    return "{\"a\":\"" + std::string(length, 'a') + "\",\"b\":\"" + std::string(400, '(') + "\"}";
+  };
+  const struct {
+    std::string expression;
+    std::size_t length;
+    std::string expected;
+  } cases[] = {
+      {"$[?(@ =~ /a+/)]", 300'000, "query_error"},
+      {"$[?(@ = ~ /a+/)]", 300'000, "query_error"},
+      {"tokenize($.a, 'b')", 300'000, "query_error"},
+      {"$[?(@ =~ /b+/)]", longest_searched_string + 1, "query_error"},
+      {"$[?(@ =~ /b+/)]", longest_searched_string, "0"},
+      {"$[?(@ =~ /^a+$/)]", 500, "1"},
+      {"tokenize($.a, 'b')", 500, "1"},
+      {"tokenize($.a, $.b)", 500, "query_error"},
+      {"$.a", 300'000, "1"},
+      // Takes more stack for each character than a bound on the length could foresee.
+      {"$[?(@ =~ /((((((((a))))))))*$/)]", longest_searched_string, "query_error"},
+      // Tries exponentially many ways.
+      {"$[?(@ =~ /^([a-z]+ ?)*$/)]", 40, "1"},
+      {"$[?(@ =~ /^([a-z]+ ?)*!$/)]", 40, "query_error"},
+      {"tokenize($.a, '(a*)*b')", 40, "query_error"},
+  };
+  on_a_small_stack([&] {
+    for (const auto& [expression, length, expected] : cases) {
+      EXPECT_EQ(query(document(length), expression), expected) << expression;
+    }
+  });
+  EXPECT_EQ(query("{\"" + std::string(300'000, 'a') + "\":1}", "tokenize(keys($)[0], 'b')"),
+            "query_error");
+}
+
+TEST(hostile_document_test, nested_descents_neither_fill_the_memory_nor_take_forever) {
+  const auto bomb = nested_objects(200, "\"" + std::string(4'000'000, 'x') + "\"");
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(outcome_class([&] { return jsonpath_parser(bomb).query_string("$..a"); }),
+            "unexpected_array_error");
+  EXPECT_EQ(query(bomb, "$[?(@..a)]"), "query_error");
+  EXPECT_EQ(query(bomb, "sum($..a)"), "query_error");
+  EXPECT_EQ(query(nested_objects(250), "$..a..a..a..a"), "query_error");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+
+  EXPECT_EQ(query(nested_objects(20), "$..a..a..a"), "1140");
+  EXPECT_EQ(query("[" + repeated("1,", 1'000'000) + "1]", "$..x"), "0");
+}
+
+TEST(hostile_document_test, random_bytes_and_spoiled_documents_end_in_a_value_or_a_failure) {
+  const std::string good =
+      R"([{"a":1,"b":"x\u0041","c":[1.5e3,-0,true,null]},{"a":99999999999999999999,"b":"[1]"}])";
+  const std::string good_query = "$[?(@.a > 0 && @.b =~ /x.*/)].c[0:2]";
+  std::mt19937 random(1883);
+  const auto spoiled = [&](std::string text) {
+    for (auto changes = random() % 4; changes > 0; --changes) {
+      const auto at = random() % text.size();
+      if (random() % 2 == 0) {
+        text[at] = static_cast<char>(random());
+      } else {
+        text.insert(at, 1, "[]{}()\",:.*?@$'!=0e-"[random() % 20]);
+      }
+    }
+    return text;
+  };
+  int parsed = 0;
+  for (int round = 0; round < 4'000; ++round) {
+    const auto document = spoiled(good);
+    const auto expression = spoiled(good_query);
+    const auto result = query(document, expression);
+    ASSERT_NE(result, "other failure") << document << "\n" << expression;
+    parsed += result == "parse_error" ? 0 : 1;
+    ASSERT_NE(outcome_class([&] {
+                return case_insensitive_jsonpointer_parser(document).query_string("0.C.1");
+              }),
+              "other failure")
+        << document;
+  }
+  EXPECT_GT(parsed, 500) << "most documents are too broken to test a query";
+}
+
+}  // namespace
+}  // namespace brunvik::monitoring_modules::libjsonparser

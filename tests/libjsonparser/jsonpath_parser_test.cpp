@@ -1,0 +1,181 @@
+#include "libjsonparser/jsonpath_parser.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "libjsonparser/exceptions.hpp"
+#include "libjsonparser/outcome.hpp"
+
+namespace brunvik::monitoring_modules::libjsonparser {
+namespace {
+
+using kavu_test::outcome;
+
+constexpr const char* array_type =
+    "unexpected_type_error: The received value has an unexpected data type. Type is: array";
+
+std::string unexpected(const std::string& type) {
+  return "unexpected_type_error: The received value has an unexpected data type. Type is: " + type;
+}
+std::string unconvertible(const std::string& value, const std::string& type) {
+  return "conversion_error: '" + value + "' could not be converted to '" + type + "'.";
+}
+std::string incorrect(const std::string& detail) {
+  return "query_error: The provided JSONPath is incorrect. " + detail;
+}
+
+TEST(jsonpath_parser_test, converts_every_type_of_value_or_says_why_not) {
+  const auto no_integer = [](const std::string& value) { return unconvertible(value, "integer"); };
+  const auto no_float = [](const std::string& value) {
+    return unconvertible(value, "floating point");
+  };
+  const struct {
+    std::string json, text, integer, number, boolean;
+  } cases[] = {
+      {"42", "42", "42", "42", unexpected("integer")},
+      {"9223372036854775807", "9223372036854775807", "9223372036854775807",
+       "9.2233720368547758e+18", unexpected("integer")},
+      {"-9223372036854775808", "-9223372036854775808", "-9223372036854775808",
+       "-9.2233720368547758e+18", unexpected("integer")},
+      {"9223372036854775808", "9223372036854775808", no_integer("9223372036854775808"),
+       "9.2233720368547758e+18", unexpected("integer")},
+      {"123456789012345678901234567890", "123456789012345678901234567890",
+       no_integer("123456789012345678901234567890"), "1.2345678901234568e+29",
+       unexpected("integer")},
+      {"2.5", "2.5", unexpected("floating point"), "2.5", unexpected("floating point")},
+      {"-21.0", "-21.0", "-21", "-21", unexpected("floating point")},
+      {"1e17", "1e+17", unexpected("floating point"), "1e+17", unexpected("floating point")},
+      {"1e300", "1e+300", no_integer("1e+300"), "1.0000000000000001e+300",
+       unexpected("floating point")},
+      {"1e400", unconvertible("inf", "string"), no_integer("inf"), no_float("inf"),
+       unexpected("floating point")},
+      {"\"42\"", "42", "42", "42", unexpected("string")},
+      {"\"4x\"", "4x", "4", "4", unexpected("string")},
+      {"\"x\"", "x", no_integer("x"), no_float("x"), unexpected("string")},
+      {"\"inf\"", "inf", no_integer("inf"), no_float("inf"), unexpected("string")},
+      {"\"9223372036854775808\"", "9223372036854775808", no_integer("9223372036854775808"),
+       "9.2233720368547758e+18", unexpected("string")},
+      {"\"\"", "", no_integer(""), no_float(""), unexpected("string")},
+      {"true", "true", unexpected("boolean"), unexpected("boolean"), "true"},
+      {"\"false\"", "false", no_integer("false"), no_float("false"), "false"},
+      {"\"TRUE\"", "TRUE", no_integer("TRUE"), no_float("TRUE"), unexpected("string")},
+      {"null", "null", unexpected("null"), unexpected("null"), unexpected("null")},
+      {"[1, \"b\", null]", "[1,\"b\",null]", array_type, array_type, array_type},
+      {"{\"z\": 1.0, \"b\": [1e999]}", "{\"b\":[1e9999],\"z\":1.0}", unexpected("object"),
+       unexpected("object"), unexpected("object")},
+      {R"("\u00e4 \"\n")", "ä \"\n", no_integer("ä \"\n"), no_float("ä \"\n"),
+       unexpected("string")},
+  };
+  for (const auto& each : cases) {
+    const jsonpath_parser parser("{\"value\":" + each.json + "}");
+    EXPECT_EQ(outcome([&] { return parser.query_string("$.value"); }), each.text) << each.json;
+    EXPECT_EQ(outcome([&] { return parser.query_integer("$.value"); }), each.integer) << each.json;
+    EXPECT_EQ(outcome([&] { return parser.query_float("$.value"); }), each.number) << each.json;
+    EXPECT_EQ(outcome([&] { return parser.query_boolean("$.value"); }), each.boolean) << each.json;
+  }
+}
+
+const char* const plant = R"({
+  "a": 7, "b": 2, "zero": 0, "least": -9223372036854775808, "most": 9223372036854775807,
+  "minus": -1, "text": "12", "json": "{\"x\":[5]}", "word": "hello", "nothing": null, "yes": true,
+  "object": {"p": 1}, "list": [1, 2, 3],
+  "boilers": [{"name": "east", "t": 21.5}, {"name": "west", "t": 30}]
+})";
+
+TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
+  const struct {
+    std::string query, expected;
+  } cases[] = {
+      {"$.boilers[0].t", "21.5"},
+      {"$.boilers[?(@.t > 25)].name", "west"},
+      {"$.boilers[?(@.name =~ /^e.*t/)].t", "21.5"},
+      {"$..p", "1"},
+      {"$.list[-1]", "3"},
+      {"$.list.length", "3"},
+      {"sum($.list)", "6.0"},
+      {"tokenize($.word, 'l')", "[\"he\",\"\",\"o\"]"},
+      {"abs($.minus)", "1"},
+      {"abs($.least)", "9.223372036854776e+18"},
+      {"eval($.a / $.b)", "3"},
+      {"eval($.a % $.b)", "1"},
+      {"eval($.a - $.b * $.b)", "3"},
+      {"eval(-$.a)", "-7"},
+      // What is no 64-bit integer becomes a floating point number instead of another integer.
+      {"eval($.most + $.a)", "9.223372036854776e+18"},
+      {"eval($.most * -1 - $.b)", "-9.223372036854776e+18"},
+      {"eval($.least / $.minus)", "9.223372036854776e+18"},
+      {"eval(-$.least)", "9.223372036854776e+18"},
+      {"eval($.a / $.zero)", unconvertible("inf", "string")},
+      {"eval($.a % $.zero)", unconvertible("nan", "string")},
+      // eval: scalars as they are, JSON in a string as the value that it stands for.
+      {"eval($.nothing)", "null"},
+      {"eval($.yes)", "true"},
+      {"eval($.text)", "12"},
+      {"eval($.json)", "{\"x\":[5]}"},
+      {"eval($.word)", "hello"},
+      {"eval($.object)", incorrect("Invalid type")},
+      {"eval($.list)", incorrect("Invalid type")},
+      {"$.list[?(eval(@) > 2)]", "3"},
+      {"$.boilers[?(eval(@) > 2)]", incorrect("Invalid type")},
+      {"eval(1, 2)", incorrect("Incorrect number of arguments at line 1 and column 10")},
+      {"$.missing", "empty_result: The queried field \"$.missing\" is empty."},
+      {"", "empty_result: The queried field \"\" is empty."},
+      {"$.", incorrect("Syntax error at line 1 and column 3")},
+      {"nonsense($.a)", incorrect("Unknown function at line 1 and column 9")},
+      {"$.list[*]",
+       "unexpected_array_error: The received value is an array instead of a single value. Array "
+       "size is: 3"},
+  };
+  const jsonpath_parser parser(plant);
+  for (const auto& each : cases) {
+    EXPECT_EQ(outcome([&] { return parser.query_string(each.query); }), each.expected)
+        << each.query;
+  }
+  EXPECT_EQ(parser.query_integer("eval($.text)"), 12) << "failures leave the document as it was";
+}
+
+TEST(jsonpath_parser_test, returns_all_matches_as_a_list) {
+  const jsonpath_parser parser(R"({"a": [1, "two", [3]]})");
+  EXPECT_EQ(parser.query_list("$.a[*]"), (jsonpath_parser::list{"1", "two", "[3]"}));
+  EXPECT_EQ(parser.query_list("$.a"), (jsonpath_parser::list{"[1,\"two\",[3]]"}));
+  EXPECT_TRUE(parser.query_list("$.b").empty());
+  EXPECT_THROW((void)parser.query_list("$["), exceptions::query_error);
+}
+
+TEST(jsonpath_parser_test, does_not_offer_the_queries_for_objects) {
+  const jsonpath_parser parser("{}");
+  const std::string expected = "other failure: NOT YET IMPLEMENTED";
+  EXPECT_EQ(outcome([&] { return parser.query_object("$").size(); }), expected);
+  EXPECT_EQ(outcome([&] { return parser.query_list_of_objects("$").size(); }), expected);
+  EXPECT_EQ(outcome([&] { return parser.query_object_of_lists("$").size(); }), expected);
+  EXPECT_THROW((void)parser.query_object("$"), exceptions::exception);
+}
+
+TEST(jsonpath_parser_test, compares_numbers_of_any_size_with_anything) {
+  // The library ends the process when a number beyond 64 bits is compared with a string.
+  const jsonpath_parser parser(R"([{"state": "on", "id": 1}, {"state": 5, "id": 2},
+      {"state": 99999999999999999999, "id": 3}, {"state": 18446744073709551615, "id": 4},
+      {"state": [99999999999999999999, "on"], "id": 5}, {"state": {"x": 1e400}, "id": 6}])");
+  const struct {
+    std::string filter;
+    jsonpath_parser::list ids;
+  } cases[] = {
+      {"@.state == 'on'", {"1"}},
+      {"@.state != 'on'", {"2", "3", "4", "5", "6"}},
+      {"@.state > 5", {"3", "4"}},
+      {"@.state > 18446744073709551614", {"3", "4"}},
+      {"@.state == 18446744073709551614", {}},
+      {"@.state == 99999999999999999999", {"3"}},
+      {"@.state == 99999999999999999998", {}},
+      {"@.state == $[4].state", {"5"}},
+      {"@.state == $[5].state", {"6"}},
+  };
+  for (const auto& [filter, ids] : cases) {
+    EXPECT_EQ(parser.query_list("$[?(" + filter + ")].id"), ids) << filter;
+  }
+  EXPECT_EQ(parser.query_string("eval($[2].state + 1)"), "1e+20");
+}
+
+}  // namespace
+}  // namespace brunvik::monitoring_modules::libjsonparser
