@@ -40,6 +40,11 @@ class mqtt_client_interface {
   virtual void publish(const std::string& topic, const std::string& payload,
                        const quality_of_service& qos, bool retain) = 0;
 
+  /// Has the library notice at once what arrives within the next second, which it may otherwise do
+  /// a tenth of a second late. For whoever is going to measure a time. Takes at most a fifth of a
+  /// second.
+  virtual void expect_arrival() = 0;
+
   /// Clients alive in this process.
   virtual std::size_t active_client_count() = 0;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <thread>
 
 #include "liblog/severity.hpp"
 #include "mqtt/exceptions.hpp"
@@ -101,8 +102,7 @@ void mqtt_client_paho::connect_initially() {
     attempt_began_ = clock::now().time_since_epoch().count();
     connection_.connect();
     log_->log(severity::debug, "Wait for initial connection attempt.");
-    if (connected.wait_for(longest_connecting(connect_timeout_.count())) !=
-        std::future_status::ready) {
+    if (!await_first_attempt(connected)) {
       throw exceptions::tcp_connection_timeout();
     }
     connected.get();
@@ -116,6 +116,20 @@ void mqtt_client_paho::connect_initially() {
                              ? std::make_exception_ptr(exceptions::client_failure(*name_failure))
                              : std::current_exception());
   }
+}
+
+bool mqtt_client_paho::await_first_attempt(std::future<void>& ended) {
+  const auto began = clock::now();
+  const auto deadline = began + longest_connecting(connect_timeout_.count());
+  while (clock::now() < deadline) {
+    // The library would look for the broker's answers when it next thinks of it.
+    connection_.wake_library();
+    const auto slice = clock::now() - began < 100ms ? 1ms : 20ms;
+    if (ended.wait_for(slice) == std::future_status::ready) {
+      return true;
+    }
+  }
+  return false;
 }
 
 void mqtt_client_paho::first_attempt_failed(const std::exception_ptr& failure) {
@@ -188,6 +202,10 @@ void mqtt_client_paho::attempt_to_connect() {
   attempt_began_ = clock::now().time_since_epoch().count();
   if (!connection_.reconnect()) {
     attempt_began_ = 0;
+  }
+  for (int i = 0; i < 50 && attempt_began_ != 0 && !loop_->is_stopping(); ++i) {
+    connection_.wake_library();
+    std::this_thread::sleep_for(10ms);
   }
 }
 

@@ -44,6 +44,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void unsubscribe(std::shared_ptr<topic_subscription_interface> subscription) override;
   void publish(const std::string& topic, const std::string& payload, const quality_of_service& qos,
                bool retain) override;
+  void expect_arrival() override { connection_.wake_library_and_wait(); }
   std::size_t active_client_count() override;
   std::int64_t connect_duration_ms() override { return connect_duration_ms_; }
   bool is_connected() override { return connection_.is_connected(); }
@@ -66,6 +67,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   bool renew_subscriptions() override;
 
   void connect_initially();
+  bool await_first_attempt(std::future<void>& ended);
   void first_attempt_failed(const std::exception_ptr& failure);
   void log_failure(int severity, const char* what, const std::exception_ptr& failure) noexcept;
   void look_after_connection() noexcept;

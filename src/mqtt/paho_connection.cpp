@@ -62,14 +62,14 @@ MQTTAsync_responseOptions make_response_options(const pending_operation& operati
 
 paho_connection::paho_connection(const mqtt_client_settings& settings, std::string client_id,
                                  std::shared_ptr<client_log> log, connection_events& events)
-    : log_(std::move(log)),
+    : waker_((keep_library_loaded(), library_waker::shared())),
+      log_(std::move(log)),
       events_(events),
       client_id_(std::move(client_id)),
       host_(settings.host),
       port_(settings.port),
       server_uri_(make_server_uri(settings)) {
   require_no_nul(settings, client_id_);
-  keep_library_loaded();
   MQTTAsync_createOptions create_options = make_create_options();
   log_->log(severity::info,
             "Working with MQTT version: " + std::to_string(create_options.MQTTVersion));

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "mqtt/client_log.hpp"
+#include "mqtt/library_waker.hpp"
 #include "mqtt/mqtt_client_settings.hpp"
 #include "mqtt/pending_operation.hpp"
 #include "mqtt/quality_of_service.hpp"
@@ -55,6 +56,11 @@ class paho_connection {
   /// make one, which is logged and told by the result.
   bool reconnect();
 
+  /// Has the library look at its connections at once (library_waker.hpp), without waiting for it or
+  /// until it does.
+  void wake_library() noexcept { waker_->wake(); }
+  void wake_library_and_wait() noexcept { waker_->wake_and_wait(); }
+
   /// Logs why the broker's certificate was not trusted, when the last attempt has failed without
   /// anybody saying so. May take two seconds.
   void explain_failure();
@@ -88,6 +94,7 @@ class paho_connection {
   void remember_tls_error(std::string text) noexcept;
   [[nodiscard]] std::string take_tls_error() noexcept;
 
+  const std::shared_ptr<library_waker> waker_;
   std::shared_ptr<client_log> log_;
   connection_events& events_;
   std::string client_id_;

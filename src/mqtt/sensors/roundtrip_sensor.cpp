@@ -92,6 +92,7 @@ void roundtrip_sensor::run(responses::sensor_scan_result& result, state& reached
 
   reached = state::message_not_sent;
   std::this_thread::sleep_for(settling_time);
+  subscriber->expect_arrival();
   const auto published = roundtrip_reply::clock::now();
   publisher->publish(topic, payload, quality_of_service::at_least_once, false);
 

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace brunvik::monitoring_modules::mqtt {
+
+/// Keeps the MQTT library from sleeping when something is about to arrive.
+///
+/// The library's receiving thread looks at a new connection only when one that it has already been
+/// watching does something, or after a second; and whenever a second passes in silence it sleeps
+/// for another tenth. With one idle client in the process, connecting a second one takes 2.1 s that
+/// way, and a message may be noticed 100 ms late: times that would be shown as the broker's.
+///
+/// So this is a connection that can do something at any time: a client of the library, connected
+/// over the loopback interface to a socket that this object holds itself. Sending on it wakes the
+/// thread. There is one for all clients of the process, for as long as any holds it. [any-thread],
+/// but not from within the library's callbacks.
+class library_waker {
+ public:
+  /// The one of this process. Never null; one that could not be connected wakes nobody. May take a
+  /// second when it is made.
+  static std::shared_ptr<library_waker> shared();
+
+  library_waker();
+  ~library_waker();
+  library_waker(const library_waker&) = delete;
+  library_waker& operator=(const library_waker&) = delete;
+
+  /// Has the thread look at all its connections once more. Does not wait.
+  void wake() noexcept;
+
+  /// The same, and returns when it is looking, or after a fifth of a second. For the next second
+  /// what arrives is noticed at once.
+  void wake_and_wait() noexcept;
+
+ private:
+  struct library_callbacks;
+
+  bool connect();
+  bool start_connecting(std::uint16_t port);
+  bool accept_own(int listener);
+
+  void* handle_ = nullptr;  // the library's
+  int peer_ = -1;           // our end of the connection
+
+  std::mutex mutex_;  // guards all below
+  std::condition_variable changed_;
+  bool connected_ = false;
+  std::uint64_t sent_ = 0;
+  std::uint64_t seen_ = 0;
+};
+
+}  // namespace brunvik::monitoring_modules::mqtt
