@@ -91,14 +91,15 @@ int make_anonymous_file(const char* name, const std::string& content) {
   return fd;
 }
 
-std::string configuration(std::uint16_t port) {
+std::string configuration(std::uint16_t port, const std::string& more_settings) {
   return fmt::format(
       "listener {} 127.0.0.1\n"
       "allow_anonymous true\n"
       "persistence false\n"
       "log_dest stderr\n"
-      "log_type error\n",
-      port);
+      "log_type error\n"
+      "{}",
+      port, more_settings);
 }
 
 /// The last line of what the broker said.
@@ -167,14 +168,14 @@ std::optional<std::string> find_mosquitto() {
   return std::nullopt;
 }
 
-private_broker::private_broker(const std::stop_token& stop) {
+private_broker::private_broker(const std::stop_token& stop, const std::string& more_settings) {
   const auto program = find_mosquitto();
   if (!program) {
     throw probe_error("The demo needs mosquitto, which is not installed (package mosquitto).");
   }
   std::string failure;
   for (int attempt = 0; attempt < attempts; ++attempt) {
-    if (start(*program, stop, failure)) {
+    if (start(*program, more_settings, stop, failure)) {
       return;
     }
   }
@@ -185,10 +186,11 @@ private_broker::~private_broker() {
   end();
 }
 
-bool private_broker::start(const std::string& program, const std::stop_token& stop,
-                           std::string& failure) {
+bool private_broker::start(const std::string& program, const std::string& more_settings,
+                           const std::stop_token& stop, std::string& failure) {
   port_ = find_free_port();
-  const descriptor config(make_anonymous_file("kavu-probe-broker", configuration(port_)));
+  const descriptor config(
+      make_anonymous_file("kavu-probe-broker", configuration(port_, more_settings)));
   const descriptor log(make_anonymous_file("kavu-probe-broker-log", ""));
   const auto account = find_unprivileged_user();
   const pid_t parent = getpid();

@@ -18,9 +18,10 @@ namespace kavu_probe {
 class private_broker {
  public:
   /// Starts the broker and waits until it accepts connections, five seconds at most. Must be made
-  /// by a thread that lives as long as the broker is wanted. Throws probe_error when there is no
-  /// mosquitto or it does not start, and stopped.
-  explicit private_broker(const std::stop_token& stop);
+  /// by a thread that lives as long as the broker is wanted. `more_settings`: further lines of the
+  /// configuration, each with its line end. Throws probe_error when there is no mosquitto or it
+  /// does not start, and stopped.
+  explicit private_broker(const std::stop_token& stop, const std::string& more_settings = {});
   private_broker(const private_broker&) = delete;
   private_broker& operator=(const private_broker&) = delete;
   /// Waits up to two seconds for the broker's own end, then kills it.
@@ -30,7 +31,8 @@ class private_broker {
   pid_t process() const { return process_; }
 
  private:
-  bool start(const std::string& program, const std::stop_token& stop, std::string& failure);
+  bool start(const std::string& program, const std::string& more_settings,
+             const std::stop_token& stop, std::string& failure);
   bool has_ended();
   void end() noexcept;
 
