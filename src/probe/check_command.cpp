@@ -65,7 +65,7 @@ check_report run_check(const probe_context& context, const std::string& name) {
   const auto start = std::chrono::steady_clock::now();
   const call_outcome outcome = context.session.run_check(check_id, std::move(request));
   report.elapsed_ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                          std::chrono::steady_clock::now() - start)
+                          outcome.answered.value_or(std::chrono::steady_clock::now()) - start)
                           .count();
   report.time = std::chrono::system_clock::now();
   report.ok = outcome.code == KAVU_OK && !outcome.check_results.empty() &&

@@ -207,9 +207,11 @@ void host_session::handle(const kavu::wire::Envelope& message) {
       memory(message.persistent_data().sensor_id()).keep(message.persistent_data());
       break;
     case kavu::wire::Envelope::kCheckResult:
+      outcome_.answered = std::chrono::steady_clock::now();
       outcome_.check_results.push_back(message.check_result());
       break;
     case kavu::wire::Envelope::kNotificationResponse:
+      outcome_.answered = std::chrono::steady_clock::now();
       outcome_.notification_responses.push_back(message.notification_response());
       break;
     default:

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ class session_observer {
 /// How a call of the module ended and what the module said meanwhile.
 struct call_outcome {
   std::int32_t code = 0;
+  /// When the latest answer came, which may be well before the call returned: a module may have to
+  /// clean up. Empty when there was none.
+  std::optional<std::chrono::steady_clock::time_point> answered;
   std::vector<kavu::wire::ScanResult> scan_results;
   std::vector<kavu::wire::CheckResult> check_results;
   std::vector<kavu::wire::NotificationResponse> notification_responses;

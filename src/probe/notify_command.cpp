@@ -61,7 +61,7 @@ notification_report send_notification(const probe_context& context, const notify
   const auto start = std::chrono::steady_clock::now();
   const call_outcome outcome = context.session.notify(notification_id, std::move(request));
   report.elapsed_ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                          std::chrono::steady_clock::now() - start)
+                          outcome.answered.value_or(std::chrono::steady_clock::now()) - start)
                           .count();
   report.time = std::chrono::system_clock::now();
   report.ok = outcome.code == KAVU_OK && !outcome.notification_responses.empty() &&

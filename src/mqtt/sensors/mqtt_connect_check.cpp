@@ -1,6 +1,7 @@
 #include "mqtt/sensors/mqtt_connect_check.hpp"
 
 #include <chrono>
+#include <memory>
 
 #include "liblog/severity.hpp"
 #include "mqtt/client_store.hpp"
@@ -20,12 +21,14 @@ void mqtt_connect_check::work() {
            " ms";
   };
   libkavuhelper::responses::check_result result(id());
+  // Goes after the host has been told: leaving the broker takes longer than reaching it.
+  std::shared_ptr<mqtt_client_interface> client;
   try {
     auto client_settings = make_client_settings(settings(), shared_client_id);
     client_settings.logger = logger();
     log("Begin time tracking");
     began = clock::now();
-    const auto client = get_or_create_client(*container(), client_settings);
+    client = get_or_create_client(*container(), client_settings);
     log("End time tracking after " + elapsed_ms());
     result.set_success(client->is_connected());
   } catch (const std::exception& failure) {
