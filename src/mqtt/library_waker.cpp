@@ -168,6 +168,17 @@ void library_waker::wake() noexcept {
   }
 }
 
+// Any request would do; what it sends ends here.
+void library_waker::wake_sender() noexcept {
+  MQTTAsync_message message = MQTTAsync_message_initializer;
+  char nothing = 0;
+  message.payload = &nothing;
+  MQTTAsync_sendMessage(handle_, "w", &message, nullptr);
+  std::array<char, 256> sent{};
+  while (recv(peer_, sent.data(), sent.size(), MSG_DONTWAIT) > 0) {
+  }
+}
+
 void library_waker::wake_and_wait() noexcept {
   wake();
   std::unique_lock lock(mutex_);

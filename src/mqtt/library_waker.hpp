@@ -15,6 +15,9 @@ namespace brunvik::monitoring_modules::mqtt {
 /// for another tenth. With one idle client in the process, connecting a second one takes 2.1 s that
 /// way, and a message may be noticed 100 ms late: times that would be shown as the broker's.
 ///
+/// Its sending thread, in turn, now and then misses that there is something to send, and then finds
+/// it a second later.
+///
 /// So this is a connection that can do something at any time: a client of the library, connected
 /// over the loopback interface to a socket that this object holds itself. Sending on it wakes the
 /// thread. There is one for all clients of the process, for as long as any holds it. [any-thread],
@@ -30,10 +33,14 @@ class library_waker {
   library_waker(const library_waker&) = delete;
   library_waker& operator=(const library_waker&) = delete;
 
-  /// Has the thread look at all its connections once more. Does not wait.
+  /// Has the receiving thread look at all its connections once more. Does not wait.
   void wake() noexcept;
 
-  /// The same, and returns when it is looking, or after a fifth of a second. For the next second
+  /// Has the sending thread look for what there is to send. Waits for the lock that serves all
+  /// clients.
+  void wake_sender() noexcept;
+
+  /// As `wake`, and returns when it is looking, or after a fifth of a second. For the next second
   /// what arrives is noticed at once.
   void wake_and_wait() noexcept;
 

@@ -124,9 +124,12 @@ bool mqtt_client_paho::await_first_attempt(std::future<void>& ended) {
   while (clock::now() < deadline) {
     // The library would look for the broker's answers when it next thinks of it.
     connection_.wake_library();
-    const auto slice = clock::now() - began < 100ms ? 1ms : 20ms;
-    if (ended.wait_for(slice) == std::future_status::ready) {
+    const bool early = clock::now() - began < 50ms;
+    if (ended.wait_for(early ? 1ms : 20ms) == std::future_status::ready) {
       return true;
+    }
+    if (!early) {
+      connection_.wake_sender();
     }
   }
   return false;
@@ -252,18 +255,21 @@ void mqtt_client_paho::publish(const std::string& topic, const std::string& payl
 // The lines tell that we wait at all; the end itself wakes us.
 pending_operation::state mqtt_client_paho::await(const paho_connection::operation_ptr& operation,
                                                  clock::time_point deadline) {
-  while (true) {
+  for (bool first = true;; first = false) {
     const auto now = clock::now();
     if (now >= deadline) {
       return operation->current();
     }
-    const auto slice = std::min<clock::duration>(1s, deadline - now);
+    const auto slice =
+        std::min<clock::duration>(first ? clock::duration(20ms) : 1s, deadline - now);
     const auto state = operation->wait_for(std::chrono::ceil<std::chrono::milliseconds>(slice));
     if (state != pending_operation::state::running) {
       return state;
     }
     if (!is_connected()) {
       operation->disconnected();
+    } else if (first) {
+      connection_.wake_sender();
     } else {
       log_->log(severity::debug,
                 "Waiting for async complete of token: " + std::to_string(operation->token()));

@@ -60,6 +60,8 @@ class paho_connection {
   /// until it does.
   void wake_library() noexcept { waker_->wake(); }
   void wake_library_and_wait() noexcept { waker_->wake_and_wait(); }
+  /// Has the library send at once what it was asked to send.
+  void wake_sender() noexcept { waker_->wake_sender(); }
 
   /// Logs why the broker's certificate was not trusted, when the last attempt has failed without
   /// anybody saying so. May take two seconds.
