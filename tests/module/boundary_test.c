@@ -86,7 +86,7 @@ static void receive(uint64_t context, const uint8_t* data, uint32_t size) {
   EXPECT(context == host_context, 1);
   EXPECT(size > 3 && data[0] == 0x08 && data[1] == KAVU_MODULE_API_LEVEL, 1);
   const unsigned content = data[2] >> 3;
-  ++received[content];
+  ++received[content % 16];
   if (content == module_information) {
     information_size = size;
   }

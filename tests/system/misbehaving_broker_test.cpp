@@ -1,0 +1,57 @@
+// Sensors at a broker that refuses, or says nothing.
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+
+#include "helpers/scripted_broker.hpp"
+#include "system/module_fixture.hpp"
+
+namespace kavu_test {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+struct scripted_broker_of_its_own {
+  scripted_broker broker;
+};
+
+class misbehaving_broker : protected scripted_broker_of_its_own, public module_fixture {
+ protected:
+  misbehaving_broker() : module_fixture(broker.port()) {}
+};
+
+TEST_F(misbehaving_broker, a_subscription_that_is_refused_or_not_answered_fails_the_creation) {
+  broker.add({.at = step::subscribe_received, .action = fault::refuse{}, .topic = "forbidden"});
+  broker.add({.at = step::subscribe_received, .action = fault::withhold{}, .topic = "silent"});
+  for (const auto& [topic, words] :
+       {std::pair{"forbidden", "The broker refused the subscription to 'forbidden'."},
+        std::pair{"silent", "Timeout. The broker did not answer the subscription to 'silent'."}}) {
+    const auto began = std::chrono::steady_clock::now();
+    const auto result = failed_creation(
+        7, host_settings::statistics_sensor(broker.port(), topic).set("timeout", "1"));
+    EXPECT_LT(std::chrono::steady_clock::now() - began, 6s) << topic;
+    EXPECT_EQ(result.response_code(), kavu::wire::RESPONSE_CODE_ERROR);
+    EXPECT_THAT(result.message().text(), HasSubstr(words));
+    EXPECT_TRUE(broker.wait_for_clients(0, "TRAVO_*")) << topic;
+  }
+  create(7, "allowed");
+}
+
+TEST_F(misbehaving_broker, topics_of_any_bytes_do_no_harm) {
+  create(1, "t/#");
+  create_witness();
+  for (const std::string topic :
+       {"t/\x01\x1f\n", "t/\x7f\xc2\x80", "t/\xef\xbf\xbf", "t/\xff\xc3"}) {
+    broker.publish(topic, "12");
+  }
+  broker.publish(std::string_view("t/\0x", 4), "12");
+  broker.publish("t/good", "123");
+  settle();
+  EXPECT_EQ(scan(1), (counts{1, 3, 1}));
+  EXPECT_EQ(broker.count(step::connect_received, "TRAVO_*"), 1U);
+}
+
+}  // namespace
+}  // namespace kavu_test

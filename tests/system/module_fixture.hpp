@@ -1,0 +1,72 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+#include "helpers/module_host.hpp"
+#include "helpers/publisher.hpp"
+
+namespace kavu_test {
+
+/// What a statistics sensor has counted.
+struct counts {
+  std::int64_t messages = 0;
+  std::int64_t bytes = 0;
+  std::int64_t topics = 0;
+
+  friend bool operator==(const counts&, const counts&) = default;
+  friend std::ostream& operator<<(std::ostream& stream, const counts& counted) {
+    return stream << counted.messages << " messages, " << counted.bytes << " bytes, "
+                  << counted.topics << " topics";
+  }
+};
+
+/// A module with sensors at a broker, and somebody outside who publishes.
+class module_fixture : public testing::Test {
+ protected:
+  explicit module_fixture(std::uint16_t port) : port_(port), outside(port) {}
+
+  void create(std::int32_t id, std::string_view filter) {
+    ASSERT_EQ(host.create_sensor(id, host_settings::statistics_sensor(port_, filter)), KAVU_OK);
+  }
+  counts scan(std::int32_t id) { return counts_of(host.scan_result(id)); }
+
+  static counts counts_of(const kavu::wire::ScanResult& result) {
+    EXPECT_EQ(result.response_code(), kavu::wire::RESPONSE_CODE_OK) << result.message().text();
+    return {integer_value(result, 0).value_or(-1), integer_value(result, 1).value_or(-1),
+            integer_value(result, 2).value_or(-1)};
+  }
+
+  /// A further sensor on the same connection, which is only there to see the end of what has been
+  /// published: the client hands on one message after the other.
+  void create_witness() { create(witness, "witness"); }
+  /// Waits until all that has been published so far has gone through the sensors' hands.
+  void settle() {
+    outside.publish("witness", "");
+    ASSERT_TRUE(eventually(
+        [this] { return integer_value(host.scan_result(witness), 0).value_or(0) == 1; }));
+  }
+
+  /// The one result of a creation that has failed, as it must.
+  kavu::wire::ScanResult failed_creation(std::int32_t id, const host_settings& settings) {
+    host.inbox().clear();
+    EXPECT_EQ(host.create_sensor(id, settings), KAVU_FAILED);
+    const auto results = host.inbox().scan_results(id);
+    EXPECT_EQ(results.size(), 1U);
+    EXPECT_EQ(host.scan(id), KAVU_UNKNOWN_ID);
+    return results.empty() ? kavu::wire::ScanResult() : results.front();
+  }
+
+ private:
+  static constexpr std::int32_t witness = 1'000'000;
+  const std::uint16_t port_;
+
+ protected:
+  module_host host;
+  publisher outside;
+};
+
+}  // namespace kavu_test
