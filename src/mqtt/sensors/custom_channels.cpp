@@ -17,7 +17,7 @@ using settings::custom_channel;
 namespace {
 
 constexpr std::int32_t duration_channel = 0;
-constexpr double two_to_53 = 9'007'199'254'740'992.0;  // integers are exact in a double up to here
+constexpr double two_to_53 = 9'007'199'254'740'992.0;  // below it a double holds every integer
 constexpr double two_to_63 = 9'223'372'036'854'775'808.0;
 
 channels::channel_kind kind_of(channel_type type) {
@@ -50,7 +50,10 @@ std::int64_t read_large_counter(const libparser::parser_interface& document,
       return exact;
     }
   } catch (const libparser::exceptions::exception&) {
-    // Written with a fraction or an exponent.
+    // Written with a fraction or an exponent, or beyond 64 bits.
+  }
+  if (!(rounded < two_to_63)) {
+    throw libjsonparser::exceptions::conversion_error(fmt::format("{}", rounded), "integer");
   }
   return static_cast<std::int64_t>(rounded);
 }
@@ -60,11 +63,8 @@ std::int64_t read_counter(const libparser::parser_interface& document, const std
   if (value < 0) {
     throw exceptions::negative_values_not_supported_by_counter_channels();
   }
-  if (!(value < two_to_63)) {
-    throw libjsonparser::exceptions::conversion_error(fmt::format("{}", value), "integer");
-  }
-  return value > two_to_53 ? read_large_counter(document, path, value)
-                           : static_cast<std::int64_t>(value);
+  return value < two_to_53 ? static_cast<std::int64_t>(value)
+                           : read_large_counter(document, path, value);
 }
 
 void read_channel(const libparser::parser_interface& document, const custom_channel& channel,
