@@ -84,6 +84,7 @@ void roundtrip_sensor::run(responses::sensor_scan_result& result, state& reached
 
   const auto subscriber = connect("S");
   subscriber->subscribe(subscription);
+  subscriber->require_subscribed(topic);  // a connection that has gone meanwhile is no failure yet
 
   reached = state::publisher_could_not_connect;
   result.set_value(subscribe_connection_time, subscriber->connect_duration_ms());
@@ -137,6 +138,9 @@ std::unique_ptr<mqtt_client_interface> roundtrip_sensor::connect(const std::stri
   client_settings.logger = logger();
   auto client = container()->create<mqtt_client_interface>(client_settings);
   client->add_logger(logger(), severity::debug);
+  if (client->connect_duration_ms() < 0) {
+    throw exceptions::connection_lost();  // as soon as it was there
+  }
   return client;
 }
 
