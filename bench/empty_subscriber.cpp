@@ -90,4 +90,9 @@ std::unique_ptr<subscriber> make_empty_subscriber(std::uint16_t port) {
   return std::make_unique<empty_subscriber>(port);
 }
 
+std::unique_ptr<subscriber> make_untraced_empty_subscriber(std::uint16_t port) {
+  MQTTAsync_setTraceLevel(MQTTASYNC_TRACE_ERROR);
+  return std::make_unique<empty_subscriber>(port);
+}
+
 }  // namespace kavu_bench

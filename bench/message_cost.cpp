@@ -114,6 +114,7 @@ int run(const options& wanted) {
       {{"empty subscriber", {}}, make_empty_subscriber},
       {{"module, one sensor for all topics", {}}, make_module_subscriber},
       {{"module, 1,000 sensors, a topic each", {}}, make_crowded_module_subscriber},
+      {{"empty subscriber, library's trace off", {}}, make_untraced_empty_subscriber},
   };
   for (int turn = 0; turn < wanted.turns; ++turn) {
     // Who comes after whom should not matter, so it changes.
@@ -126,7 +127,10 @@ int run(const options& wanted) {
              flood_payload_bytes, flood_topics, wanted.turns, wanted.rounds() * topics);
   const auto& empty = contenders[0].measured;
   const auto& one_sensor = contenders[1].measured;
-  print_table({{empty}, {one_sensor, empty.name}, {contenders[2].measured, empty.name}});
+  print_table({{empty},
+               {one_sensor, empty.name},
+               {contenders[2].measured, empty.name},
+               {contenders[3].measured, empty.name}});
   const double ratio = one_sensor.median() / empty.median();
   const bool kept = ratio <= wanted.limit;
   fmt::print("\nmodule with one sensor / empty subscriber: {:.3f}, {} {}\n", ratio,

@@ -20,6 +20,10 @@ class subscriber {
 /// What every program on the MQTT library pays: a callback that frees the message.
 std::unique_ptr<subscriber> make_empty_subscriber(std::uint16_t port);
 
+/// The same with the library's own trace switched off, as the module has it: what is left of the
+/// difference to the module is the module's own.
+std::unique_ptr<subscriber> make_untraced_empty_subscriber(std::uint16_t port);
+
 /// The module with one statistics sensor for all topics.
 std::unique_ptr<subscriber> make_module_subscriber(std::uint16_t port);
 
