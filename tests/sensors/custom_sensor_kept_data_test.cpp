@@ -1,0 +1,171 @@
+// What outlives a sensor: the time of its last message and its last result.
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+
+#include "sensors/custom_sensor_fixture.hpp"
+
+namespace kavu_test {
+namespace {
+
+constexpr const char* time_key = "time_of_last_message";
+constexpr const char* result_key = "last_sensor_result";
+constexpr const char* new_year_2020 = "2020-01-01T00:00:00.000000000+00:00";
+
+std::int64_t seconds_since_new_year_2020() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::seconds>(now).count() - 1'577'836'800;
+}
+
+class custom_sensor_kept_data : public custom_sensor_test {
+ protected:
+  host_settings with_duration() const {
+    return plant_.settings().custom("duration_since_last_message", "enable");
+  }
+  host_settings with_retain() const {
+    return plant_.settings().custom("retain_last_message", "retain");
+  }
+  /// Of the duration channel; -1 without a value.
+  std::int64_t scanned_seconds(std::int32_t id = 1) {
+    return integer_value(plant_.host.scan_result(id), 0).value_or(-1);
+  }
+  std::map<std::string, std::string> kept(std::int32_t id = 1) {
+    return plant_.host.inbox().persistent_data(id);
+  }
+};
+
+/// At least so many seconds, and not many more.
+auto is_about(std::int64_t seconds) {
+  return testing::AllOf(testing::Ge(seconds), testing::Lt(seconds + 60));
+}
+
+TEST_F(custom_sensor_kept_data, the_duration_is_told_as_soon_as_there_was_a_message) {
+  plant_.create(1, with_duration());
+  EXPECT_EQ(plant_.scan(), "ok");
+  EXPECT_THAT(plant_.scan_after(R"({"t": 5})"), testing::MatchesRegex("ok 0=[0-9]+ 1=5"));
+  EXPECT_THAT(plant_.scan(), testing::MatchesRegex("ok 0=[0-9]+"));
+  EXPECT_THAT(scanned_seconds(), is_about(0));
+}
+
+TEST_F(custom_sensor_kept_data, the_time_outlives_the_sensor_even_when_it_was_not_scanned) {
+  plant_.create(1, with_duration().persistent(time_key, new_year_2020));
+  const auto known = seconds_since_new_year_2020();
+  EXPECT_THAT(scanned_seconds(), is_about(known));
+  plant_.deliver("{}");
+  plant_.host.destroy_sensor(1);
+  ASSERT_EQ(kept().count(time_key), 1U);
+  plant_.create(1, plant_.host.with_kept_data(1, with_duration()));
+  EXPECT_THAT(scanned_seconds(), is_about(0));
+}
+
+TEST_F(custom_sensor_kept_data, a_replayed_message_does_not_make_a_known_time_younger) {
+  plant_.deliver(R"({"t": 5})", true);
+  const auto known = seconds_since_new_year_2020();
+  plant_.create(1, with_duration().persistent(time_key, new_year_2020));
+  plant_.create(2, with_duration());
+  plant_.deliver_many({});
+  const auto replayed = plant_.host.scan_result(1);
+  EXPECT_EQ(integer_value(replayed, 1), 5);
+  EXPECT_THAT(integer_value(replayed, 0).value_or(-1), is_about(known));
+  EXPECT_THAT(scanned_seconds(2), is_about(0));  // better than nothing, where nothing was known
+
+  plant_.deliver(R"({"t": 6})");
+  EXPECT_THAT(scanned_seconds(1), is_about(0));
+  plant_.clear_retained();
+}
+
+TEST_F(custom_sensor_kept_data, a_clock_that_was_set_back_gives_no_negative_duration) {
+  plant_.create(1, with_duration().persistent(time_key, "2200-01-01T00:00:00.000000000+00:00"));
+  EXPECT_EQ(plant_.scan(), "ok 0=0");
+}
+
+TEST_F(custom_sensor_kept_data, the_time_is_sent_once_per_scan_and_before_its_result) {
+  plant_.create(1, with_duration());
+  plant_.deliver_many(std::vector<outgoing_message>(100, {"plant/boiler", R"({"t": 5})"}));
+  plant_.scan();
+  plant_.scan();
+  std::string order;
+  for (const auto& message : plant_.host.inbox().messages([](const auto&) { return true; })) {
+    if (message.has_scan_result() && message.scan_result().sensor_id() == 1) {
+      order += "result ";
+    } else if (message.has_persistent_data() && message.persistent_data().sensor_id() == 1) {
+      for (const auto& entry : message.persistent_data().entries()) {
+        order += entry.key() + " ";
+      }
+    }
+  }
+  EXPECT_EQ(order, "time_of_last_message last_sensor_result result result ");
+}
+
+TEST_F(custom_sensor_kept_data, the_last_result_is_repeated_by_the_next_sensor) {
+  plant_.create(1, with_retain().custom("message_path", "$.s"));
+  EXPECT_EQ(plant_.scan_after(R"({"t": 5, "s": "fine"})"), "ok \"fine\" 1=5");
+  plant_.host.destroy_sensor(1);
+  plant_.create(2, plant_.host.with_kept_data(1, with_retain().custom("message_path", "$.s")));
+  EXPECT_EQ(plant_.scan(2), "ok \"fine\" 1=5");
+
+  // The user has switched the duration on; what was kept has none.
+  plant_.create(3, plant_.host.with_kept_data(
+                       1, with_retain().custom("duration_since_last_message", "enable")));
+  EXPECT_THAT(plant_.scan(3), testing::StartsWith("ok"));
+}
+
+TEST_F(custom_sensor_kept_data, that_cannot_be_used_is_ignored_and_the_log_says_so) {
+  plant_.create(1, with_retain());
+  plant_.scan_after(R"({"t": 5})");
+  const std::string sound = kept().at(result_key);
+  plant_.create(2, with_retain().channel(7, "$.t"));
+  plant_.scan_after(R"({"t": 5})");
+  plant_.scan(2);
+  const std::string of_others = kept(2).at(result_key);
+  ASSERT_NE(of_others, sound);
+  kavu::wire::Envelope foreign;
+  foreign.mutable_log_record()->set_text("a log record");
+  kavu::wire::Envelope unknown_code;
+  ASSERT_TRUE(unknown_code.ParseFromString(sound));
+  unknown_code.mutable_scan_result()->set_response_code(static_cast<kavu::wire::ResponseCode>(9));
+  kavu::wire::Envelope wrong_kind;
+  ASSERT_TRUE(wrong_kind.ParseFromString(sound));
+  wrong_kind.mutable_scan_result()->mutable_values(0)->set_floating(0.5);
+
+  const struct {
+    const char* key;
+    std::string value;
+  } cases[] = {
+      {time_key, ""},
+      {time_key, "yesterday"},
+      {time_key, "2020-13-01T00:00:00+00:00"},
+      {time_key, "2999-01-01T00:00:00+00:00"},
+      {time_key, std::string(new_year_2020) + "!"},
+      {time_key, std::string("\xff\0\x01", 3)},
+      {result_key, ""},
+      {result_key, "no result"},
+      {result_key, sound.substr(0, sound.size() - 3)},
+      {result_key, of_others},
+      {result_key, foreign.SerializeAsString()},
+      {result_key, unknown_code.SerializeAsString()},
+      {result_key, wrong_kind.SerializeAsString()},
+  };
+  std::int32_t id = 100;
+  for (const auto& each : cases) {
+    SCOPED_TRACE(std::string(each.key) + " " + each.value);
+    plant_.host.inbox().clear();
+    plant_.create(++id, with_retain()
+                            .custom("duration_since_last_message",
+                                    each.key == time_key ? "enable" : "disable")
+                            .set("logging", "enabled")
+                            .persistent(each.key, each.value));
+    EXPECT_EQ(plant_.scan(id), "ok");
+    EXPECT_TRUE(plant_.host.inbox().logged(each.key == time_key
+                                               ? "The time of the last message is ignored: "
+                                               : "The last sensor result is ignored: "));
+    plant_.deliver(R"({"t": 6})");
+    EXPECT_THAT(plant_.scan(id), testing::EndsWith("1=6"));
+    EXPECT_THAT(plant_.scan(id), testing::EndsWith("1=6"));
+    plant_.host.destroy_sensor(id);
+  }
+}
+
+}  // namespace
+}  // namespace kavu_test
