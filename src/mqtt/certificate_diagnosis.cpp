@@ -38,7 +38,9 @@ context_ptr make_context(const std::string& ca_file) {
   return context;
 }
 
-void expect_host(SSL* tls, const std::string& host) {
+void expect_host(SSL* tls, const std::string& text) {
+  const bool bracketed = text.starts_with('[') && text.ends_with(']');
+  const std::string host = bracketed ? text.substr(1, text.size() - 2) : text;
   if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(tls), host.c_str()) != 1) {
     SSL_set1_host(tls, host.c_str());
     SSL_set_tlsext_host_name(tls, host.c_str());
@@ -46,10 +48,11 @@ void expect_host(SSL* tls, const std::string& host) {
 }
 
 // It does not matter how the handshake ends, only that it does.
-void shake_hands(BIO* connection, clock::time_point deadline) {
+void shake_hands(BIO* connection, clock::time_point deadline,
+                 const std::function<bool()>& given_up) {
   constexpr int slice_ms = 20;
   while (BIO_do_handshake(connection) <= 0 && BIO_should_retry(connection) &&
-         clock::now() < deadline) {
+         clock::now() < deadline && !given_up()) {
     int descriptor = -1;
     BIO_get_fd(connection, &descriptor);
     pollfd waiting{descriptor, POLLIN | POLLOUT, 0};
@@ -59,11 +62,12 @@ void shake_hands(BIO* connection, clock::time_point deadline) {
 
 }  // namespace
 
-std::string diagnose_certificate(const std::string& host, std::int64_t port,
-                                 const std::string& ca_file, std::chrono::milliseconds limit) {
+std::string diagnose_certificate(const tls_server& server, const std::string& ca_file,
+                                 clock::time_point deadline,
+                                 const std::function<bool()>& given_up) {
   const error_queue_guard guard;
-  const bool bracketed = host.starts_with('[') && host.ends_with(']');
-  const std::string name = bracketed ? host.substr(1, host.size() - 2) : host;
+  const bool is_ipv6 = server.address.find(':') != std::string::npos;
+  const std::string address = is_ipv6 ? "[" + server.address + "]" : server.address;
   const auto context = make_context(ca_file);
   if (context == nullptr) {
     return {};
@@ -73,11 +77,11 @@ std::string diagnose_certificate(const std::string& host, std::int64_t port,
   if (connection == nullptr || BIO_get_ssl(connection.get(), &tls) != 1 || tls == nullptr) {
     return {};
   }
-  BIO_set_conn_hostname(connection.get(), name.c_str());
-  BIO_set_conn_port(connection.get(), std::to_string(port).c_str());
+  BIO_set_conn_hostname(connection.get(), address.c_str());
+  BIO_set_conn_port(connection.get(), std::to_string(server.port).c_str());
   BIO_set_nbio(connection.get(), 1);
-  expect_host(tls, name);
-  shake_hands(connection.get(), clock::now() + limit);
+  expect_host(tls, server.host);
+  shake_hands(connection.get(), deadline, given_up);
   const long verdict = SSL_get_verify_result(tls);
   return verdict == X509_V_OK ? std::string() : X509_verify_cert_error_string(verdict);
 }

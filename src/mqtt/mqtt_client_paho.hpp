@@ -65,10 +65,11 @@ class mqtt_client_paho final : public mqtt_client_interface,
 
   void attempt_to_connect() override;
   bool renew_subscriptions() override;
+  void verify_connection() override;
 
   void connect_initially();
-  bool await_first_attempt(std::future<void>& ended);
-  void first_attempt_failed(const std::exception_ptr& failure);
+  bool await_first_attempt(std::future<void>& ended, clock::time_point deadline);
+  void first_attempt_failed(const std::exception_ptr& failure, clock::time_point deadline);
   void log_failure(int severity, const char* what, const std::exception_ptr& failure) noexcept;
   void look_after_connection() noexcept;
 
@@ -100,6 +101,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   std::atomic<std::int64_t> connect_duration_ms_{-1};
   // When the attempt under way began, in ticks of the clock; 0 when none is.
   std::atomic<clock::rep> attempt_began_{0};
+  std::size_t reconnect_attempts_ = 0;  // the loop's thread only
 
   // Null when the client does not reconnect. It outlives the connection, whose events it takes, and
   // is stopped before the connection goes, which it drives.

@@ -4,12 +4,13 @@
 #include <arpa/inet.h>
 #include <poll.h>
 
-#include <algorithm>
 #include <map>
 #include <mutex>
-#include <vector>
+#include <optional>
 
 #include "mqtt/exceptions.hpp"
+#include "mqtt/numeric_address.hpp"
+#include "mqtt/system_lookup.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
 namespace {
@@ -65,11 +66,15 @@ class question {
 
   /// How it ended; nothing while it has not.
   [[nodiscard]] std::optional<int> status() const { return status_; }
+  /// What the servers know; empty when it ended otherwise.
+  [[nodiscard]] const std::vector<std::string>& addresses() const { return addresses_; }
 
  private:
   static void on_answer(void* self, int status, int /*timeouts*/, ares_addrinfo* addresses) {
-    static_cast<question*>(self)->status_ = status;
+    auto& asked = *static_cast<question*>(self);
+    asked.status_ = status;
     if (addresses != nullptr) {
+      asked.addresses_ = to_numeric_addresses(addresses->nodes);
       ares_freeaddrinfo(addresses);
     }
   }
@@ -86,6 +91,7 @@ class question {
   ares_channel channel_{};
   std::map<ares_socket_t, short> sockets_;
   std::optional<int> status_;
+  std::vector<std::string> addresses_;
 };
 
 bool is_address(const std::string& host) {
@@ -106,28 +112,28 @@ bool is_unanswered(int status) {
 
 }  // namespace
 
-std::optional<std::string> look_up_name(const std::string& host, std::chrono::milliseconds limit,
-                                        const std::function<bool()>& given_up) {
+std::vector<std::string> look_up_name(const std::string& host, clock::time_point deadline,
+                                      const std::function<bool()>& given_up) {
   const std::string name = without_brackets(host);
   if (name.empty() || name.find('\0') != std::string::npos) {
     throw exceptions::client_failure(describe(host, ARES_EBADNAME));
   }
   if (is_address(name)) {
-    return std::nullopt;
+    return {name};
   }
   question asked(name);
-  const auto deadline = clock::now() + limit;
-  while (!asked.status()) {
-    if (given_up() || clock::now() >= deadline) {
-      throw exceptions::client_failure(describe(host, ARES_ETIMEOUT));
-    }
+  while (!asked.status() && !given_up() && clock::now() < deadline) {
     asked.proceed();
   }
-  const int status = *asked.status();
-  if (is_unanswered(status)) {
+  const int status = asked.status().value_or(ARES_ETIMEOUT);
+  auto addresses = asked.addresses();
+  if (addresses.empty() && !is_unanswered(status)) {
+    addresses = ask_system(name, deadline, given_up);
+  }
+  if (addresses.empty()) {
     throw exceptions::client_failure(describe(host, status));
   }
-  return status == ARES_SUCCESS ? std::nullopt : std::optional(describe(host, status));
+  return addresses;
 }
 
 }  // namespace brunvik::monitoring_modules::mqtt

@@ -2,21 +2,23 @@
 
 #include <chrono>
 #include <functional>
-#include <optional>
 #include <string>
+#include <vector>
 
 namespace brunvik::monitoring_modules::mqtt {
 
-/// Asks the name servers for a host before the MQTT library is asked to connect: the library
-/// resolves names while it holds the lock that serves all clients of the process, so a name server
-/// that does not answer would stop every one of them. One that has just answered will not.
+/// The addresses of a host, as text without brackets, those of IPv4 first as the MQTT library
+/// prefers them; at least one.
 ///
-/// Works on the calling thread, at most for `limit`, and no longer than until `given_up` says so,
-/// which is asked every few milliseconds. Throws `exceptions::client_failure` when there is no
-/// answer in time. Returns nothing when the host has an address or is one; when the servers know no
-/// address, the words for it: the system may have other sources for names, so connecting may
-/// succeed all the same, and if it does not, these are the reason. [any-thread]
-std::optional<std::string> look_up_name(const std::string& host, std::chrono::milliseconds limit,
-                                        const std::function<bool()>& given_up);
+/// The library would look names up while it holds the lock that serves all clients of the process,
+/// so a name server that does not answer would stop every one of them. Name servers are asked
+/// first, then whatever else the system knows names from (nsswitch.conf).
+///
+/// Waits on the calling thread, at most until the deadline, and no longer than until `given_up`
+/// says so, which is asked every few milliseconds. Throws `exceptions::client_failure` when there
+/// is no address, or no answer in time. [any-thread]
+std::vector<std::string> look_up_name(const std::string& host,
+                                      std::chrono::steady_clock::time_point deadline,
+                                      const std::function<bool()>& given_up);
 
 }  // namespace brunvik::monitoring_modules::mqtt

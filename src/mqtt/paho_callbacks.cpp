@@ -53,11 +53,7 @@ void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failur
 
 void paho_connection::callbacks::connection_lost(void* context, char* cause) {
   const running_event event(context);
-  event.connection.set_connected(false);
-  if (event.is_wanted()) {
-    event.connection.events_.on_connection_lost(cause == nullptr ? "" : cause);
-  }
-  event.connection.end_operations(&pending_operation::disconnected);
+  event.connection.lose(cause == nullptr ? "" : cause);
 }
 
 void paho_connection::callbacks::connected(void* context, char* cause) {

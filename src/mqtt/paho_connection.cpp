@@ -24,8 +24,6 @@ namespace {
 
 /// How long the broker may take to be told that we leave.
 constexpr auto disconnect_limit = 500ms;
-/// How long to look for the reason of a failure.
-constexpr auto diagnosis_limit = 2s;
 /// Every subscription asks for the highest level, so that none is lost that a publisher has paid
 /// for.
 constexpr int subscription_qos = 2;
@@ -83,6 +81,7 @@ paho_connection::paho_connection(const mqtt_client_settings& settings, std::stri
       client_id_(std::move(client_id)),
       host_(settings.host),
       port_(settings.port),
+      uses_tls_(settings.tls.mode == tls_settings::tls_mode::on),
       server_uri_(make_server_uri(settings)) {
   require_no_nul(settings, client_id_);
   MQTTAsync_createOptions create_options = make_create_options();
@@ -140,8 +139,10 @@ void paho_connection::disconnect() noexcept try {
   log_->log(severity::error, failure.what());
 }
 
-int paho_connection::start_connecting() {
-  char* const uri = server_uri_.data();
+int paho_connection::start_connecting(const std::string& address) {
+  address_ = address;
+  std::string target = uses_tls_ ? server_uri_ : make_plain_uri(address, port_);
+  char* const uri = target.data();
   auto& options = options_->connect;
   options.serverURIcount = 1;
   options.serverURIs = &uri;
@@ -155,26 +156,28 @@ int paho_connection::start_connecting() {
   return code;
 }
 
-void paho_connection::connect() {
-  check_return_code(*log_, start_connecting(), "", "in method MQTTAsync_connect()");
+void paho_connection::connect(const std::string& address) {
+  check_return_code(*log_, start_connecting(address), "", "in method MQTTAsync_connect()");
 }
 
 // The library's own MQTTAsync_reconnect forgets the callbacks after their first use, so that nobody
 // would learn why a later attempt has failed.
-bool paho_connection::reconnect() {
-  const int code = start_connecting();
+bool paho_connection::reconnect(const std::string& address) {
+  const int code = start_connecting(address);
   if (code != MQTTASYNC_SUCCESS) {
     log_->log(severity::notice, "MQTTAsync_reconnect failed with: " + std::to_string(code));
   }
   return code == MQTTASYNC_SUCCESS;
 }
 
-void paho_connection::explain_failure() {
+void paho_connection::explain_failure(std::chrono::steady_clock::time_point deadline,
+                                      const std::function<bool()>& given_up) {
   const char* ca_file = options_->tls.trustStore;
   if (ca_file == nullptr || !unexplained_.exchange(false)) {
     return;
   }
-  const std::string reason = diagnose_certificate(host_, port_, ca_file, diagnosis_limit);
+  const std::string reason =
+      diagnose_certificate({host_, address_, port_}, ca_file, deadline, given_up);
   if (!reason.empty()) {
     log_->log(severity::error, "TLS: " + reason);
   }
@@ -182,6 +185,18 @@ void paho_connection::explain_failure() {
 
 bool paho_connection::library_says_connected() {
   return MQTTAsync_isConnected(handle_) != 0;
+}
+
+void paho_connection::report_loss() noexcept {
+  lose("");
+}
+
+void paho_connection::lose(const std::string& cause) noexcept {
+  connected_ = false;
+  if (!closing_) {
+    events_.on_connection_lost(cause);
+  }
+  end_operations(&pending_operation::disconnected);
 }
 
 template <class Request>

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -50,11 +52,13 @@ class paho_connection {
   paho_connection(const paho_connection&) = delete;
   paho_connection& operator=(const paho_connection&) = delete;
 
-  /// Starts an attempt, whose outcome comes as an event.
-  void connect();
+  /// Starts an attempt, whose outcome comes as an event. The address is one of the host's, as text
+  /// without brackets: the library would hold its lock while it asks for one. Only with TLS it is
+  /// given the name all the same, which it compares with the certificate.
+  void connect(const std::string& address);
   /// Starts another attempt. Its outcome comes as an event as well, unless the library refuses to
   /// make one, which is logged and told by the result.
-  bool reconnect();
+  bool reconnect(const std::string& address);
 
   /// Has the library look at its connections at once (library_waker.hpp), without waiting for it or
   /// until it does.
@@ -64,13 +68,16 @@ class paho_connection {
   void wake_sender() noexcept { waker_->wake_sender(); }
 
   /// Logs why the broker's certificate was not trusted, when the last attempt has failed without
-  /// anybody saying so. May take two seconds.
-  void explain_failure();
+  /// anybody saying so. Gives up at the deadline, and when told so.
+  void explain_failure(std::chrono::steady_clock::time_point deadline,
+                       const std::function<bool()>& given_up);
 
   /// Whether the connection stands, as the events have told. Does not wait.
   [[nodiscard]] bool is_connected() const noexcept { return connected_; }
   /// What the library says. Waits for the lock that serves all clients.
   [[nodiscard]] bool library_says_connected();
+  /// The end of the connection, told by somebody else than the library.
+  void report_loss() noexcept;
 
   /// Requests to the broker. They end as disconnected when the connection is lost.
   operation_ptr subscribe(const std::string& filter);
@@ -91,7 +98,8 @@ class paho_connection {
   operation_ptr start(Request&& request);
   void set_connected(bool connected) noexcept;
   void end_operations(void (pending_operation::*end)() noexcept) noexcept;
-  int start_connecting();
+  int start_connecting(const std::string& address);
+  void lose(const std::string& cause) noexcept;
   void disconnect() noexcept;
   void remember_tls_error(std::string text) noexcept;
   [[nodiscard]] std::string take_tls_error() noexcept;
@@ -102,7 +110,9 @@ class paho_connection {
   std::string client_id_;
   const std::string host_;
   const std::int64_t port_;
+  const bool uses_tls_;
   std::string server_uri_;
+  std::string address_;  // of the last attempt
   std::unique_ptr<paho_options> options_;
   void* handle_ = nullptr;  // the library's
 

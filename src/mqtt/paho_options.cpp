@@ -27,6 +27,11 @@ std::string make_server_uri(const mqtt_client_settings& settings) {
          std::to_string(settings.port);
 }
 
+std::string make_plain_uri(const std::string& address, std::int64_t port) {
+  const bool is_ipv6 = address.find(':') != std::string::npos;
+  return "tcp://" + (is_ipv6 ? "[" + address + "]" : address) + ":" + std::to_string(port);
+}
+
 void require_no_nul(const mqtt_client_settings& settings, const std::string& client_id) {
   const auto check = [](std::string_view text, const char* name) {
     if (text.find('\0') != std::string_view::npos) {

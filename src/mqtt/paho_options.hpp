@@ -13,6 +13,8 @@ namespace brunvik::monitoring_modules::mqtt {
 
 /// "ssl://" or "tcp://", host and port.
 std::string make_server_uri(const mqtt_client_settings& settings);
+/// The same without TLS for an address, which may be one of IPv6.
+std::string make_plain_uri(const std::string& address, std::int64_t port);
 
 /// Throws a `client_failure` when a text of the settings holds a NUL: the library takes texts that
 /// end there, and would silently use the rest.

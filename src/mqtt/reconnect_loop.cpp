@@ -12,8 +12,16 @@ using namespace std::chrono_literals;
 namespace severity = liblog::severity;
 
 namespace {
-constexpr std::array<std::chrono::seconds, 6> delays{1s, 2s, 5s, 10s, 30s, 60s};
+
+/// How often to look for a loss that the library has not told.
+constexpr auto verify_interval = 10s;
+
+constexpr std::chrono::seconds delay_after(std::size_t attempt) {
+  constexpr std::array<std::chrono::seconds, 6> delays{1s, 2s, 5s, 10s, 30s, 60s};
+  return delays[std::min(attempt, delays.size() - 1)];
 }
+
+}  // namespace
 
 reconnect_loop::reconnect_loop(reconnectable& target, std::shared_ptr<client_log> log)
     : target_(target), log_(std::move(log)), thread_([this] { run(); }) {}
@@ -27,7 +35,9 @@ void reconnect_loop::connection_lost() noexcept {
   {
     const std::lock_guard lock(mutex_);
     running = in_progress_;
+    stands_ = false;
     wanted_ = true;
+    ++losses_;
   }
   changed_.notify_all();
   if (running) {
@@ -38,7 +48,7 @@ void reconnect_loop::connection_lost() noexcept {
 void reconnect_loop::connected() noexcept {
   {
     const std::lock_guard lock(mutex_);
-    came_up_ = true;
+    stands_ = true;
   }
   changed_.notify_all();
 }
@@ -46,9 +56,6 @@ void reconnect_loop::connected() noexcept {
 void reconnect_loop::look_after() noexcept {
   {
     const std::lock_guard lock(mutex_);
-    if (in_progress_) {
-      return;
-    }
     wanted_ = true;
   }
   changed_.notify_all();
@@ -56,7 +63,7 @@ void reconnect_loop::look_after() noexcept {
 
 void reconnect_loop::note_attempt() noexcept {
   const std::lock_guard lock(mutex_);
-  next_attempt_ = clock::now() + delays.front();
+  next_attempt_ = clock::now() + delay_after(0);
 }
 
 void reconnect_loop::stop() noexcept {
@@ -80,83 +87,110 @@ bool reconnect_loop::is_in_progress() const noexcept {
   return in_progress_;
 }
 
+std::uint64_t reconnect_loop::losses() const noexcept {
+  const std::lock_guard lock(mutex_);
+  return losses_;
+}
+
 void reconnect_loop::run() noexcept {
   std::unique_lock lock(mutex_);
-  while (true) {
-    changed_.wait(lock, [&] { return stopping_ || wanted_; });
-    if (stopping_) {
+  while (!stopping_) {
+    if (!changed_.wait_for(lock, verify_interval, [&] { return stopping_ || wanted_; })) {
+      if (!stands_) {
+        continue;
+      }
+      lock.unlock();
+      succeeds([&] { return target_.verify_connection(), true; });
+      lock.lock();
+    } else if (!stopping_) {
+      in_progress_ = true;
+      lock.unlock();
+      reconnect();
+      lock.lock();
+      in_progress_ = false;
+    }
+  }
+}
+
+// Ends when all is well: connected, renewed, and nothing wanted since before the renewal began.
+void reconnect_loop::reconnect() noexcept {
+  log(severity::info, "Start reconnecting ...");
+  std::size_t attempts = 0;
+  std::size_t renewals = 0;
+  while (!is_stopping()) {
+    if (!connect(attempts)) {
+      ++attempts;
+      continue;
+    }
+    const auto before = losses();
+    if (renew()) {
       return;
     }
-    in_progress_ = true;
-    lock.unlock();
-    reconnect();
+    // A filter that the broker refuses is asked for again, but not all the time.
+    const bool lost =
+        wait_until(clock::now() + delay_after(renewals++), [&] { return losses_ != before; });
+    if (lost) {
+      attempts = 0;
+      renewals = 0;
+    }
+  }
+}
+
+// One attempt, unless the connection stands or comes up by itself.
+bool reconnect_loop::connect(std::size_t attempt) noexcept {
+  const auto is_up = [&] { return stands_; };
+  std::unique_lock lock(mutex_);
+  const auto due = next_attempt_;
+  lock.unlock();
+  if (!wait_until(due, is_up) && !is_stopping()) {
+    const auto next = clock::now() + delay_after(attempt);
     lock.lock();
-    in_progress_ = false;
+    next_attempt_ = next;
+    lock.unlock();
+    succeeds([&] { return target_.attempt_to_connect(), true; });
+    wait_until(next, is_up);
   }
+  lock.lock();
+  if (stands_) {
+    // How long an outage has lasted does not matter to the next one.
+    next_attempt_ = std::min(next_attempt_, clock::now() + delay_after(0));
+  }
+  return stands_;
 }
 
-void reconnect_loop::reconnect() {
-  log(severity::info, "Start reconnecting ...");
-  std::size_t delay_index = 0;
-  while (!is_stopping()) {
-    try {
-      if (round(delay_index)) {
-        return;
-      }
-    } catch (const std::exception& failure) {
-      log(severity::error, (std::string("Reconnect failed: ") + failure.what()).c_str());
-    } catch (...) {
-      log(severity::error, "Reconnect failed: ");
-    }
-  }
-}
-
-// One attempt if there is no connection, then the renewal as soon as there is one. True when all
-// is well: connected, renewed, and nothing lost since before the renewal began.
-bool reconnect_loop::round(std::size_t& delay_index) {
-  const auto delay = delays[delay_index];
-  delay_index = std::min(delay_index, delays.size() - 2) + 1;
-
-  const bool stood = target_.is_connected();
-  if (!stood) {
-    if (!wait_until(next_attempt_, false)) {
-      return false;
-    }
-    {
-      const std::lock_guard lock(mutex_);
-      came_up_ = false;
-      next_attempt_ = clock::now() + delay;
-    }
-    target_.attempt_to_connect();
-    if (!wait_until(next_attempt_, true)) {
-      return false;
-    }
-  }
+bool reconnect_loop::renew() noexcept {
   {
     const std::lock_guard lock(mutex_);
     wanted_ = false;
   }
-  if (target_.is_connected() && target_.renew_subscriptions()) {
-    const std::lock_guard lock(mutex_);
-    if (!wanted_) {
-      return true;
-    }
-  } else if (stood) {
-    // A filter that the broker refuses is asked for again, but not all the time.
-    wait_until(clock::now() + delay, false);
+  const bool renewed = succeeds([&] { return target_.renew_subscriptions(); });
+  const std::lock_guard lock(mutex_);
+  return renewed && !wanted_;
+}
+
+// True when it has ended by the predicate, which is asked with the mutex held.
+template <class Predicate>
+bool reconnect_loop::wait_until(clock::time_point deadline, Predicate ended) noexcept {
+  std::unique_lock lock(mutex_);
+  changed_.wait_until(lock, deadline, [&] { return stopping_ || ended(); });
+  return ended();
+}
+
+// No step that fails keeps the others from their turn.
+template <class Step>
+bool reconnect_loop::succeeds(Step&& step) noexcept {
+  try {
+    return step();
+  } catch (const std::exception& failure) {
+    log(severity::error, "Reconnect failed: ", failure.what());
+  } catch (...) {
+    log(severity::error, "Reconnect failed: ");
   }
   return false;
 }
 
-// False when the loop is to stop.
-bool reconnect_loop::wait_until(clock::time_point deadline, bool until_connected) {
-  std::unique_lock lock(mutex_);
-  changed_.wait_until(lock, deadline, [&] { return stopping_ || (until_connected && came_up_); });
-  return !stopping_;
-}
-
-void reconnect_loop::log(int severity, const char* text) noexcept try {
-  log_->log(severity, text);
+void reconnect_loop::log(int severity, const char* text, const char* detail) noexcept try {
+  log_->log(severity, std::string(text) + detail);
 } catch (...) {
   // A line that cannot be written must not end what it tells of.
 }

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -15,19 +16,20 @@ namespace brunvik::monitoring_modules::mqtt {
 class reconnectable {
  public:
   virtual ~reconnectable() = default;
-  /// Does not wait.
-  virtual bool is_connected() = 0;
   /// Begins an attempt to connect. May wait for as long as `reconnect_loop::is_stopping` is false.
   virtual void attempt_to_connect() = 0;
   /// Has the broker subscribe to every filter again, and tells whether all of them are. As above.
   virtual bool renew_subscriptions() = 0;
+  /// Looks whether the connection still stands, and reports a loss that nobody has reported.
+  virtual void verify_connection() = 0;
 };
 
 /// Brings a lost connection back, on a thread of its own that sleeps while there is nothing to do.
 ///
 /// It goes on until the connection stands and every subscription has been renewed on it, whatever
 /// fails on the way: an attempt, a renewal, or the connection once more. Attempts are 1, 2, 5, 10,
-/// 30, 60, 60 ... seconds apart; a connection that comes up is taken care of at once.
+/// 30, 60, 60 ... seconds apart, and so are those to renew what the broker refuses; a connection
+/// that comes up, or is lost, is taken care of at once.
 class reconnect_loop {
  public:
   /// `target` must outlive the loop. Throws std::system_error when there is no thread to be had.
@@ -42,7 +44,7 @@ class reconnect_loop {
   void connection_lost() noexcept;
   /// The connection has come up. Does not wait, does not throw. [client-thread]
   void connected() noexcept;
-  /// Somebody has noticed that something is missing: runs the loop unless it runs. [any-thread]
+  /// Somebody has noticed that something is missing: runs the loop. [any-thread]
   void look_after() noexcept;
   /// An attempt was made by somebody else, now: the loop's own keep their distance from it.
   void note_attempt() noexcept;
@@ -56,10 +58,16 @@ class reconnect_loop {
   using clock = std::chrono::steady_clock;
 
   void run() noexcept;
-  void reconnect();
-  bool round(std::size_t& delay_index);
-  bool wait_until(clock::time_point deadline, bool until_connected);
-  void log(int severity, const char* text) noexcept;
+  void reconnect() noexcept;
+  bool connect(std::size_t attempt) noexcept;
+  bool renew() noexcept;
+  std::uint64_t losses() const noexcept;
+
+  template <class Predicate>
+  bool wait_until(clock::time_point deadline, Predicate ended) noexcept;
+  template <class Step>
+  bool succeeds(Step&& step) noexcept;
+  void log(int severity, const char* text, const char* detail = "") noexcept;
 
   reconnectable& target_;
   std::shared_ptr<client_log> log_;
@@ -67,9 +75,10 @@ class reconnect_loop {
   mutable std::mutex mutex_;  // guards all below, and is held for moments only
   std::condition_variable changed_;
   bool stopping_ = false;
-  bool wanted_ = false;  // a loss that no round has begun after
+  bool wanted_ = false;  // since the last renewal began
   bool in_progress_ = false;
-  bool came_up_ = false;  // the connection, since the last attempt
+  bool stands_ = false;  // the connection
+  std::uint64_t losses_ = 0;
   clock::time_point next_attempt_{};
 
   std::thread thread_;  // last: it uses all of the above

@@ -136,5 +136,37 @@ TEST_F(client_reconnect_test, a_refused_renewal_is_told_and_tried_again) {
   EXPECT_EQ(broker.count(step::connect_received), 2U);
 }
 
+// The third refusal is followed by five seconds before the filter is asked for again.
+TEST_F(client_reconnect_test, a_refused_filter_does_not_keep_the_others_from_coming_back) {
+  kavu_test::scripted_broker broker;
+  const auto client = make(persistent_settings_for(broker.port()));
+  const listener refused("secret/#");
+  const listener open("open/#");
+  client->subscribe(refused.subscription);
+  client->subscribe(open.subscription);
+  const auto rule =
+      broker.add({.at = step::subscribe_received, .action = fault::refuse{}, .topic = "secret/#"});
+  broker.drop();
+  ASSERT_TRUE(broker.wait_for_fault(rule, 3));
+  broker.drop();
+  ASSERT_TRUE(eventually([&] { return !client->is_connected(); }));
+  EXPECT_TRUE(eventually([&] { return is_subscribed(*client, "open/#"); }, 3s));
+}
+
+// Every address of the broker's name is tried in turn.
+TEST_F(client_reconnect_test, a_name_is_looked_up_again_for_each_attempt) {
+  kavu_test::mosquitto_broker broker({.ipv6 = true});
+  auto settings = persistent_settings_for(broker.port());
+  settings.host = "localhost";
+  const auto client = make(settings);
+  for (int i = 0; i < 2; ++i) {
+    broker.kill();
+    ASSERT_TRUE(eventually([&] { return !client->is_connected(); }));
+    broker.restart();
+    ASSERT_TRUE(eventually([&] { return client->is_connected(); }));
+  }
+  EXPECT_TRUE(logged("Connected to: tcp://127.0.0.1:"));
+}
+
 }  // namespace
 }  // namespace brunvik::monitoring_modules::mqtt

@@ -15,6 +15,7 @@
 #include "mqtt/mqtt_client_settings.hpp"
 #include "mqtt/name_lookup.hpp"
 #include "mqtt/pem_file.hpp"
+#include "mqtt/system_lookup.hpp"
 #include "mqtt/transportable.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -164,20 +165,29 @@ TEST(pem_file, text_is_readable_under_a_name_that_ends_with_it) {
   EXPECT_EQ(pem_file("").name(), nullptr);
 }
 
-bool never() {
-  return false;
+std::vector<std::string> look_up(const std::string& host, std::chrono::seconds limit) {
+  return look_up_name(host, std::chrono::steady_clock::now() + limit, [] { return false; });
 }
 
-TEST(name_lookup, addresses_and_known_names_pass) {
-  for (const char* host : {"127.0.0.1", "[::1]", "::1", "localhost"}) {
-    EXPECT_EQ(look_up_name(host, 5s, never), std::nullopt) << host;
-  }
+TEST(name_lookup, addresses_stand_for_themselves_and_names_for_theirs) {
+  EXPECT_EQ(look_up("127.0.0.1", 5s), std::vector<std::string>{"127.0.0.1"});
+  EXPECT_EQ(look_up("[::1]", 5s), std::vector<std::string>{"::1"});
+  EXPECT_EQ(look_up("::1", 5s), std::vector<std::string>{"::1"});
+  EXPECT_EQ(look_up("localhost", 5s).front(), "127.0.0.1");
 }
 
 TEST(name_lookup, what_cannot_be_a_name_fails_at_once) {
   for (const std::string& host : {std::string(), std::string("local\0host", 10)}) {
-    EXPECT_THROW(look_up_name(host, 5s, never), exceptions::client_failure);
+    EXPECT_THROW(look_up(host, 5s), exceptions::client_failure);
   }
+}
+
+// The system's resolver is asked for what no name server knows, and reads numbers as it likes.
+TEST(name_lookup, the_system_is_asked_too) {
+  const auto deadline = std::chrono::steady_clock::now() + 5s;
+  EXPECT_EQ(ask_system("127.1", deadline, [] { return false; }),
+            std::vector<std::string>{"127.0.0.1"});
+  EXPECT_TRUE(ask_system("", deadline, [] { return false; }).empty());
 }
 
 // Whoever answers here, and whether anybody does, depends on the machine; the name is in the words.
@@ -185,7 +195,7 @@ TEST(name_lookup, an_unknown_name_is_named_within_the_limit) {
   const auto began = std::chrono::steady_clock::now();
   std::string words;
   try {
-    words = look_up_name("no-such-host.invalid", 1s, never).value_or("");
+    look_up("no-such-host.invalid", 1s);
   } catch (const exceptions::client_failure& failure) {
     words = failure.what();
   }

@@ -1,0 +1,164 @@
+// The part of the client that brings its connection up, and hears of its end.
+
+#include <algorithm>
+#include <thread>
+
+#include "liblog/severity.hpp"
+#include "mqtt/exceptions.hpp"
+#include "mqtt/mqtt_client_paho.hpp"
+#include "mqtt/name_lookup.hpp"
+#include "mqtt/time_limits.hpp"
+
+namespace brunvik::monitoring_modules::mqtt {
+
+using namespace std::chrono_literals;
+namespace severity = liblog::severity;
+
+namespace {
+
+/// How long to look for the reason of a failed attempt.
+constexpr auto longest_diagnosis = 2s;
+
+std::string with_cause(const char* event, const std::string& cause) {
+  return cause.empty() ? event : std::string(event) + " - Cause: " + cause;
+}
+
+}  // namespace
+
+void mqtt_client_paho::connect_initially() {
+  log_->log(severity::debug, "Start initial connect.");
+  auto connected = initial_connect_promise_.get_future();
+  const auto began = clock::now();
+  const auto deadline = began + longest_connecting(connect_timeout_.count());
+  if (loop_ != nullptr) {
+    loop_->note_attempt();
+  }
+  try {
+    const auto addresses = look_up_name(host_, began + connect_timeout_, [] { return false; });
+    attempt_began_ = clock::now().time_since_epoch().count();
+    connection_.connect(addresses.front());
+    log_->log(severity::debug, "Wait for initial connection attempt.");
+    if (!await_first_attempt(connected, deadline)) {
+      throw exceptions::tcp_connection_timeout();
+    }
+    connected.get();
+    if (is_connected()) {
+      connect_duration_ms_ =
+          std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began).count();
+    }
+  } catch (...) {
+    first_connect_pending_ = false;
+    first_attempt_failed(std::current_exception(), deadline);
+  }
+}
+
+bool mqtt_client_paho::await_first_attempt(std::future<void>& ended, clock::time_point deadline) {
+  const auto began = clock::now();
+  while (clock::now() < deadline) {
+    // The library would look for the broker's answers when it next thinks of it.
+    connection_.wake_library();
+    const bool early = clock::now() - began < 50ms;
+    if (ended.wait_for(early ? 1ms : 20ms) == std::future_status::ready) {
+      return true;
+    }
+    if (!early) {
+      connection_.wake_sender();
+    }
+  }
+  return false;
+}
+
+// The reason is looked for in what is left of the time, and half a second at least.
+void mqtt_client_paho::first_attempt_failed(const std::exception_ptr& failure,
+                                            clock::time_point deadline) {
+  const auto now = clock::now();
+  connection_.explain_failure(std::clamp(deadline, now + 500ms, now + longest_diagnosis),
+                              [] { return false; });
+  if (!reconnects_) {
+    log_failure(severity::error, "Initial connection attempt failed: ", failure);
+    std::rethrow_exception(failure);
+  }
+  log_failure(severity::warning, "Connection attempt failed: ", failure);
+  loop_->connection_lost();
+}
+
+void mqtt_client_paho::on_connect_success(const std::string& server_uri,
+                                          int mqtt_version) noexcept {
+  attempt_began_ = 0;
+  if (loop_ != nullptr) {
+    loop_->connected();
+  }
+  log_->log(severity::notice,
+            "Connected to: " + server_uri + " - MQTT Version: " + std::to_string(mqtt_version));
+  if (first_connect_pending_.exchange(false)) {
+    initial_connect_promise_.set_value();
+  }
+}
+
+void mqtt_client_paho::on_connect_failure(std::exception_ptr failure) noexcept {
+  attempt_began_ = 0;
+  if (first_connect_pending_.exchange(false)) {
+    initial_connect_promise_.set_exception(std::move(failure));
+  } else {
+    log_failure(severity::warning, "Connection attempt failed: ", failure);
+  }
+}
+
+void mqtt_client_paho::on_connection_lost(const std::string& cause) noexcept {
+  subscriptions_.connection_lost();
+  unresponsive_ = false;
+  log_->log(severity::info, with_cause("Connection lost", cause));
+  if (loop_ != nullptr) {
+    loop_->connection_lost();
+  }
+}
+
+void mqtt_client_paho::on_connected(const std::string& cause) noexcept {
+  log_->log(severity::info, with_cause("Connected", cause));
+}
+
+// A second attempt beside one that has not ended would only queue behind it. An end that never
+// comes does not keep us waiting for good, though.
+void mqtt_client_paho::attempt_to_connect() {
+  const clock::rep began = attempt_began_;
+  const clock::time_point overdue =
+      clock::time_point(clock::duration(began)) + longest_connecting(connect_timeout_.count()) + 5s;
+  if (began != 0 && clock::now() < overdue) {
+    return;
+  }
+  const auto given_up = [this] { return loop_->is_stopping(); };
+  connection_.explain_failure(clock::now() + longest_diagnosis, given_up);
+  try {
+    const auto addresses = look_up_name(host_, clock::now() + connect_timeout_, given_up);
+    attempt_began_ = clock::now().time_since_epoch().count();
+    // A broker of several addresses may have lost the one that comes first.
+    if (!connection_.reconnect(addresses[reconnect_attempts_++ % addresses.size()])) {
+      attempt_began_ = 0;
+    }
+  } catch (const exceptions::mqtt_failure& failure) {
+    attempt_began_ = 0;
+    log_->log(severity::warning, std::string("Connection attempt failed: ") + failure.what());
+    return;
+  }
+  for (int i = 0; i < 50 && attempt_began_ != 0 && !loop_->is_stopping(); ++i) {
+    connection_.wake_library();
+    std::this_thread::sleep_for(10ms);
+  }
+}
+
+void mqtt_client_paho::verify_connection() {
+  if (is_connected() && !connection_.library_says_connected()) {
+    connection_.report_loss();
+  }
+}
+
+void mqtt_client_paho::log_failure(int severity, const char* what,
+                                   const std::exception_ptr& failure) noexcept try {
+  std::rethrow_exception(failure);
+} catch (const std::exception& exception) {
+  log_->log(severity, std::string(what) + exception.what());
+} catch (...) {
+  log_->log(severity, what);
+}
+
+}  // namespace brunvik::monitoring_modules::mqtt
