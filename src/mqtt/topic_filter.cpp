@@ -19,8 +19,8 @@ constexpr std::array<bool, 256> make_wildcard_characters() {
   for (unsigned char c = 'A'; c <= 'Z'; ++c) {
     allowed[c] = true;
   }
-  for (const unsigned char c : {' ', '_', '.', '-'}) {
-    allowed[c] = true;
+  for (const char c : {' ', '_', '.', '-'}) {
+    allowed[static_cast<unsigned char>(c)] = true;
   }
   return allowed;
 }

@@ -8,9 +8,11 @@ namespace kavu_probe {
 
 std::string utc_text(std::chrono::system_clock::time_point time) {
   using namespace std::chrono;
-  const auto day = floor<days>(time);
+  // In milliseconds, since the first day that there is begins before the first nanosecond.
+  const auto instant = floor<milliseconds>(time);
+  const auto day = floor<days>(instant);
   const year_month_day date(day);
-  const hh_mm_ss clock(floor<milliseconds>(time - day));
+  const hh_mm_ss clock(instant - day);
   return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", static_cast<int>(date.year()),
                      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
                      clock.hours().count(), clock.minutes().count(), clock.seconds().count(),
