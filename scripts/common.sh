@@ -4,7 +4,7 @@ set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 
-presets="release debug asan tsan bench"
+presets="release debug asan tsan bench fuzz"
 
 # The folder that a preset builds in.
 build_directory() {
