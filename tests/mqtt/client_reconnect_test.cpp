@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <thread>
 
 #include "helpers/mosquitto_broker.hpp"
 #include "helpers/publisher.hpp"
@@ -166,6 +168,28 @@ TEST_F(client_reconnect_test, a_name_is_looked_up_again_for_each_attempt) {
     ASSERT_TRUE(eventually([&] { return client->is_connected(); }));
   }
   EXPECT_TRUE(logged("Connected to: tcp://127.0.0.1:"));
+}
+
+// Losses, failed attempts and returns meet the destructor in every order; nothing of what is gone
+// may be touched. The sanitizers judge.
+TEST_F(client_reconnect_test, what_the_library_tells_while_a_client_ends_finds_nobody) {
+  kavu_test::scripted_broker broker;
+  std::atomic<bool> enough{false};
+  std::thread dropper([&] {
+    while (!enough) {
+      broker.drop("*", true);
+    }
+  });
+  std::size_t ended_early = 0;
+  for (int round = 0; round < 60; ++round) {
+    const auto client = make(persistent_settings_for(broker.port()));
+    const listener all("#");
+    ended_early += failure_key([&] { client->subscribe(all.subscription); }).empty() ? 0 : 1;
+  }
+  enough = true;
+  dropper.join();
+  EXPECT_GT(ended_early, 0U);
+  EXPECT_TRUE(broker.wait_for([&] { return broker.open_connections() == 0; }));
 }
 
 }  // namespace
