@@ -70,8 +70,9 @@ class mqtt_client_interface {
 
   /// Throws unless messages of this filter are flowing: `connection_lost` while the connection is
   /// down or the filter has not been renewed since it came back, or the broker's refusal of the
-  /// filter. What a sensor has counted is complete only if this has not thrown. Never waits.
-  virtual void require_subscribed(const std::string& filter) = 0;
+  /// filter. Returns the number of the connection on which they flow: what has been counted between
+  /// two calls is complete only if neither has thrown and both give the same. Never waits.
+  virtual std::uint64_t require_subscribed(const std::string& filter) = 0;
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt

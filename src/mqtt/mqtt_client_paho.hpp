@@ -52,7 +52,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   std::size_t subscription_count() override { return subscriptions_.filter_count(); }
   void add_logger(std::shared_ptr<liblog::log_interface> logger, int level) override;
   void remove_logger(std::shared_ptr<liblog::log_interface> logger) override;
-  void require_subscribed(const std::string& filter) override;
+  std::uint64_t require_subscribed(const std::string& filter) override;
 
  private:
   using clock = std::chrono::steady_clock;

@@ -179,13 +179,13 @@ void mqtt_client_paho::renew_batch(const std::vector<std::string>& filters) {
   }
 }
 
-void mqtt_client_paho::require_subscribed(const std::string& filter) {
+std::uint64_t mqtt_client_paho::require_subscribed(const std::string& filter) {
   if (!is_connected()) {
     look_after_connection();
     throw exceptions::connection_lost();
   }
   try {
-    subscriptions_.require_granted(filter);
+    return subscriptions_.require_granted(filter);
   } catch (const exceptions::mqtt_failure&) {
     look_after_connection();
     throw;

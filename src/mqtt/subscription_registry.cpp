@@ -229,13 +229,14 @@ void subscription_registry::set_failed(const std::string& filter, connection_num
   }
 }
 
-void subscription_registry::require_granted(const std::string& filter) const {
+subscription_registry::connection_number subscription_registry::require_granted(
+    const std::string& filter) const {
   std::optional<libi18n::i18n_msg> failure;
   {
     const std::lock_guard lock(mutex_);
     const auto found = filters_.find(filter);
     if (found != filters_.end() && found->second.granted) {
-      return;
+      return connection_;
     }
     if (found != filters_.end()) {
       failure = found->second.failure;

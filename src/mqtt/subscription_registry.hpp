@@ -66,9 +66,9 @@ class subscription_registry {
   void set_failed(const std::string& filter, connection_number connection,
                   const libi18n::i18n_msg& reason);
 
-  /// Throws a failure with the reason that `set_failed` was given, or `connection_lost` while the
-  /// filter is pending.
-  void require_granted(const std::string& filter) const;
+  /// The present connection if the broker has granted the filter on it. Throws a failure with the
+  /// reason that `set_failed` was given, or `connection_lost` while the filter is pending.
+  connection_number require_granted(const std::string& filter) const;
 
  private:
   using entries = std::vector<std::weak_ptr<topic_subscription_interface>>;

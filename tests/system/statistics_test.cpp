@@ -137,6 +137,25 @@ TEST_F(statistics_test, counting_goes_on_after_the_broker_has_restarted) {
   EXPECT_EQ(broker.connected_clients().size(), 2U);
 }
 
+// A loss that no scan has met is told by the next one, whose counts it may have made too small.
+TEST_F(statistics_test, counts_of_an_interval_with_a_gap_are_not_passed_off_as_complete) {
+  create(1, "a/#");
+  create(2, "a/#");
+  create_witness();
+  broker.kill();
+  EXPECT_TRUE(wait_for_response(2, kavu::wire::RESPONSE_CODE_ERROR));
+  broker.restart();
+  EXPECT_TRUE(wait_for_response(2, kavu::wire::RESPONSE_CODE_OK));
+  ASSERT_TRUE(outside.wait_until_connected());
+  outside.publish("a/x", "123");
+  settle();
+  const auto result = host.scan_result(1);
+  EXPECT_EQ(result.response_code(), kavu::wire::RESPONSE_CODE_WARNING);
+  EXPECT_THAT(result.message().text(), HasSubstr("messages may be missing"));
+  EXPECT_EQ(integer_value(result, 0), 1);
+  EXPECT_EQ(scan(1), (counts{0, 0, 0}));
+}
+
 TEST_F(statistics_test, a_sensor_that_is_created_without_a_broker_counts_when_there_is_one) {
   broker.stop();
   create(1, "a");

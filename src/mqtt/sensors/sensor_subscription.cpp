@@ -43,6 +43,11 @@ sensor_subscription::sensor_subscription(libkavuhelper::module::service_containe
     client_->remove_logger(logger_);
     throw;
   }
+  try {
+    require_flowing();
+  } catch (const std::exception&) {
+    // The first scan tells.
+  }
 }
 
 sensor_subscription::~sensor_subscription() {
@@ -56,11 +61,13 @@ sensor_subscription::~sensor_subscription() {
   client_->remove_logger(logger_);
 }
 
-void sensor_subscription::require_flowing() {
+bool sensor_subscription::require_flowing() {
+  const auto before = std::exchange(connection_, std::nullopt);
   if (!client_->is_connected()) {
     throw exceptions::connection_lost();
   }
-  client_->require_subscribed(subscription_->topic());
+  connection_ = client_->require_subscribed(subscription_->topic());
+  return !before || before == connection_;
 }
 
 }  // namespace brunvik::monitoring_modules::mqtt

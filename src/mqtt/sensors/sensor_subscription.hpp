@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "kavuhelper/module/service_container.hpp"
@@ -31,14 +33,16 @@ class sensor_subscription {
   sensor_subscription(const sensor_subscription&) = delete;
   sensor_subscription& operator=(const sensor_subscription&) = delete;
 
-  /// Throws unless messages are flowing: what has been received is complete only if this has not
-  /// thrown. Does not wait.
-  void require_flowing();
+  /// Throws unless messages are flowing. Otherwise tells whether they have been ever since the last
+  /// call: not if the connection was lost and has come back without a call that threw. Does not
+  /// wait. [host-thread], one at a time
+  bool require_flowing();
 
  private:
   std::shared_ptr<mqtt_client_interface> client_;
   std::shared_ptr<liblog::log_interface> logger_;
   std::shared_ptr<topic_subscription> subscription_;
+  std::optional<std::uint64_t> connection_;  // on which they flowed at the last call
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt

@@ -20,6 +20,11 @@ const channels::dynamic_channel_options byte_options{.kind = channels::channel_k
                                                      .bits_per_unit = 8,
                                                      .per_seconds = 0};
 
+constexpr const char* too_many_topics =
+    "There were more active topics than can be counted in one scanning interval.";
+constexpr const char* interrupted =
+    "The connection was lost for a time since the last scan; messages may be missing.";
+
 }  // namespace
 
 statistics_sensor::statistics_sensor(const libkavuhelper::sensors::creation_context& context,
@@ -56,7 +61,7 @@ void statistics_sensor::register_channels() {
 }
 
 void statistics_sensor::work() {
-  subscription_->require_flowing();
+  const bool complete = subscription_->require_flowing();
   const auto counted = counters_->take();
   auto result = make_result();
   log_lazily([&] { return "Number of message received: " + std::to_string(counted.messages); });
@@ -68,10 +73,11 @@ void statistics_sensor::work() {
     log_lazily(
         [&] { return "Number of active topics: " + std::to_string(*counted.active_topics); });
     result.set_value(active_topics, static_cast<long>(*counted.active_topics));
-  } else {
+  }
+  if (!complete || !counted.active_topics) {
     result.set_response_code(responses::scan_response_codes::warning);
-    result.set_response_message(libi18n::i18n_msg::verbatim(
-        "There were more active topics than can be counted in one scanning interval."));
+    result.set_response_message(
+        libi18n::i18n_msg::verbatim(complete ? too_many_topics : interrupted));
   }
   send(result);
 }
