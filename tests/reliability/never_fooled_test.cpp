@@ -1,0 +1,138 @@
+// Refused filters are told, and no message counts for more than it is.
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+
+#include "helpers/mosquitto_broker.hpp"
+#include "helpers/scripted_broker.hpp"
+#include "sensors/told.hpp"
+#include "system/module_fixture.hpp"
+
+namespace kavu_test {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+template <class Broker>
+struct with_broker {
+  Broker broker;
+};
+
+template <class Broker>
+class never_fooled : protected with_broker<Broker>, public module_fixture {
+ protected:
+  never_fooled() : module_fixture(this->broker.port()) {}
+
+  host_settings custom(std::string_view topic) const {
+    return host_settings::custom_sensor(this->broker.port(), topic)
+        .channel(1, "$", "absolute_integer");
+  }
+  template <class Matcher>
+  void wait_until_told(std::int32_t id, const Matcher& expected) {
+    std::string now;
+    eventually([&] {
+      host.inbox().clear();
+      now = told(host.scan_result(id));
+      return testing::Value(now, expected);
+    });
+    EXPECT_THAT(now, expected) << id;
+  }
+};
+using at_scripted_broker = never_fooled<scripted_broker>;
+using at_mosquitto = never_fooled<mosquitto_broker>;
+
+// Sensors that are refused at creation have tests of their own.
+TEST_F(at_scripted_broker, a_filter_that_is_not_granted_when_it_is_renewed_fails_the_scans) {
+  const auto in_time = [](host_settings settings) { return settings.set("timeout", "2"); };
+  const auto statistics = [&](const char* topic) {
+    return in_time(host_settings::statistics_sensor(broker.port(), topic));
+  };
+  ASSERT_EQ(host.create_sensor(1, statistics("secret/#")), KAVU_OK);
+  ASSERT_EQ(host.create_sensor(2, statistics("open/#")), KAVU_OK);
+  ASSERT_EQ(host.create_sensor(3, in_time(custom("secret/a"))), KAVU_OK);
+  for (const bool answered : {true, false}) {
+    const std::string words = answered ? "The broker refused the subscription to '"
+                                       : "The broker did not answer the subscription to '";
+    fault_rule rule{
+        .at = step::subscribe_received, .action = fault::withhold{}, .topic = "secret/*"};
+    if (answered) {
+      rule.action = fault::refuse{};
+    }
+    const auto fault = broker.add(rule);
+    broker.drop("TRAVO_*");
+    wait_until_told(1, HasSubstr(words + "secret/#'"));
+    wait_until_told(3, HasSubstr(words + "secret/a'"));
+    wait_until_told(2, StartsWith("ok"));
+    broker.release(fault);
+    wait_until_told(1, StartsWith("ok"));
+    wait_until_told(3, StartsWith("ok"));
+  }
+}
+
+TEST_F(at_scripted_broker, a_repeated_retained_message_never_makes_a_known_time_younger) {
+  constexpr std::int64_t years = 5LL * 365 * 24 * 3600;
+  broker.publish("a/b", "7", 1, /*retain=*/true);
+  auto settings = custom("a/b").custom("duration_since_last_message", "enable");
+  settings.persistent("time_of_last_message", "2020-01-01T00:00:00.000000000+00:00");
+  create_witness();
+  ASSERT_EQ(host.create_sensor(1, settings), KAVU_OK);
+  settle();
+  create(2, "a/#");
+  const auto expect_repeated = [&](int times) {
+    settle();
+    const auto result = host.scan_result(1);
+    EXPECT_EQ(integer_value(result, 1), 7) << told(result);
+    EXPECT_GT(integer_value(result, 0).value_or(-1), years);
+    const std::string number = std::to_string(times);
+    EXPECT_THAT(told(host.scan_result(2)), EndsWith(" 0=" + number + " 1=" + number + " 2=1"));
+  };
+  expect_repeated(1);
+  broker.drop("TRAVO_*");
+  ASSERT_TRUE(broker.wait_for([&] { return broker.subscribe_count("witness") == 2; }));
+  expect_repeated(2);  // once for each of the two filters that were renewed
+  create(3, "a/+");
+  expect_repeated(1);
+  EXPECT_EQ(scan(3), (counts{1, 1, 1}));
+}
+
+TEST_F(at_mosquitto, every_sensor_counts_a_message_once) {
+  const std::pair<std::int32_t, const char*> sensors[] = {
+      {1, "a/b"}, {2, "a/b"}, {3, "a/+"}, {4, "a/#"}, {5, "#"}};
+  for (const auto& [id, filter] : sensors) {
+    create(id, filter);
+  }
+  create_witness();
+  for (const int qos : {0, 1, 2}) {
+    outside.publish("a/b", "123", qos);
+    settle();
+    for (const auto& [id, filter] : sensors) {
+      const counts seen = scan(id);
+      EXPECT_EQ(seen.messages, id == 5 ? 2 : 1) << filter << ", QoS " << qos;  // "#": witness too
+    }
+  }
+}
+
+// MQTT lets a broker send a message once for each of a client's filters, and says nothing in it
+// about which. All sensors of a connection then see every copy.
+TEST_F(at_scripted_broker, a_message_counts_as_often_as_the_broker_sends_it) {
+  broker.deliver_for_each_filter(true);
+  create(1, "a/b");
+  create(2, "a/b");
+  create(3, "a/+");
+  create(4, "a/#");
+  create(5, "c");
+  create_witness();
+  outside.publish("a/b", "123");
+  outside.publish("c", "12");
+  settle();
+  for (const std::int32_t id : {1, 2, 3, 4}) {
+    EXPECT_EQ(scan(id), (counts{3, 9, 1})) << id;
+  }
+  EXPECT_EQ(scan(5), (counts{1, 2, 1}));
+}
+
+}  // namespace
+}  // namespace kavu_test
