@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "helpers/certificates.hpp"
+#include "helpers/child_process.hpp"
+#include "helpers/loopback_port.hpp"
 #include "helpers/mosquitto_broker.hpp"
+#include "helpers/temporary_directory.hpp"
 #include "mqtt/client_fixture.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -12,6 +15,7 @@ namespace {
 
 using kavu_test::certificate;
 using kavu_test::certificates;
+using kavu_test::eventually;
 using libkavuhelper::settings::secure_string;
 using testing::HasSubstr;
 
@@ -54,20 +58,24 @@ TEST_F(client_tls_test, a_broker_of_the_given_authority_is_trusted) {
 }
 
 TEST_F(client_tls_test, nobody_else_is_trusted_and_the_reason_is_told) {
+  const auto& known = certificates::get();
   struct {
     const char* name;
     const certificate& server;
     const char* words;
+    const char* host = "127.0.0.1";
   } const cases[] = {
-      {"another authority", certificates::get().server_of_other_authority,
-       "certificate verify failed"},
-      {"expired", certificates::get().expired_server, "certificate verify failed"},
-      {"another host's", certificates::get().server_for_another_host, "TLS: IP address mismatch"},
+      {"another authority", known.server_of_other_authority, "certificate verify failed"},
+      {"expired", known.expired_server, "certificate verify failed"},
+      {"another host's", known.server_for_another_host, "TLS: IP address mismatch"},
+      {"another host's", known.server_for_another_host, "TLS: hostname mismatch", "localhost"},
   };
   for (const auto& each : cases) {
     const kavu_test::mosquitto_broker broker(with(each.server));
     lines->clear();
-    EXPECT_NE(failure_text(tls_settings_for(broker)), "") << each.name;
+    auto settings = tls_settings_for(broker);
+    settings.host = each.host;
+    EXPECT_NE(failure_text(settings), "") << each.name;
     EXPECT_TRUE(logged(each.words)) << each.name;
   }
 }
@@ -109,6 +117,32 @@ TEST_F(client_tls_test, a_client_shows_who_it_is_when_asked) {
   for (const auto& entry : lines->entries()) {
     EXPECT_THAT(entry.message, testing::Not(HasSubstr("PRIVATE KEY")));
     EXPECT_THAT(entry.message, testing::Not(HasSubstr("pass phrase")));
+  }
+}
+
+// Whether or not its certificate is looked at.
+TEST_F(client_tls_test, a_server_that_speaks_only_an_old_version_is_refused) {
+  const auto& known = certificates::get();
+  const kavu_test::temporary_directory directory;
+  const std::string port = std::to_string(kavu_test::free_loopback_port());
+  const std::string program = kavu_test::find_program("openssl");
+  kavu_test::child_process server(
+      {program, "s_server", "-accept", "127.0.0.1:" + port, "-cert", known.server.file, "-key",
+       known.server.key_file, "-tls1_1", "-cipher", "DEFAULT@SECLEVEL=0", "-quiet"},
+      directory.path() / "output");
+  // It serves whoever is content with that.
+  ASSERT_TRUE(eventually([&] {
+    kavu_test::child_process client(
+        {program, "s_client", "-connect", "127.0.0.1:" + port, "-tls1_1", "-cipher",
+         "DEFAULT@SECLEVEL=0", "-CAfile", known.authority.file, "-verify_return_error"},
+        directory.path() / "client");
+    return client.wait() == 0;
+  }));
+  for (const auto& authority : {known.authority.pem, std::string()}) {
+    auto settings = settings_for(static_cast<std::uint16_t>(std::stoi(port)));
+    settings.tls.mode = tls_settings::tls_mode::on;
+    settings.tls.ca_certificate = authority;
+    EXPECT_NE(failure_text(settings), "");
   }
 }
 
