@@ -13,7 +13,7 @@ namespace kavu_test {
 ///     *topic=x                this one is sent among the secrets, and this is kept data:
 ///     +counter=1
 ///
-/// A text that begins with "raw:" stands for the bytes behind it.
+/// A text that begins with "raw:" stands for the bytes behind it; `protoc --encode` makes such.
 std::string envelope_from(std::string_view text);
 
 }  // namespace kavu_test

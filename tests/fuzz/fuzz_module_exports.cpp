@@ -143,7 +143,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view text = kavu_test::as_text(data, size);
   kavu_test::take_until(text, "> ");
   std::set<std::int32_t> sensors;
-  constexpr int most_calls = 12;
+  constexpr int most_calls = 8;
   for (int calls = 0; calls < most_calls && !text.empty(); ++calls) {
     make(take_call(text), sensors);
   }
