@@ -66,7 +66,10 @@ struct process_history {
   /// May grow by this much, between warm and last, for what allocators keep.
   static constexpr std::size_t resident_slack = 16U * 1024 * 1024;
 
-  bool grew() const { return last.resident_bytes > warm.resident_bytes + resident_slack; }
+  /// Sanitizers keep what has been freed; under them nothing is known to be allocated.
+  bool grew() const {
+    return last.heap_bytes > 0 && last.resident_bytes > warm.resident_bytes + resident_slack;
+  }
   bool left_something() const {
     return cleaned_up.threads != empty.threads || cleaned_up.descriptors != empty.descriptors;
   }
