@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <locale>
 #include <sstream>
 #include <stdexcept>
 
@@ -39,6 +40,7 @@ void mosquitto_broker::choose_ports() {
 std::string mosquitto_broker::configuration() const {
   const auto folder = directory_.path().string() + "/";
   std::ostringstream text;
+  text.imbue(std::locale::classic());
   text << "log_dest stderr\nlog_timestamp true\nconnection_messages true\n";
   if (options_.log_packets) {
     text << "log_type all\n";

@@ -89,6 +89,7 @@ TEST(leading_float_test, reads_the_number_at_the_beginning) {
 TEST(leading_float_test, agrees_with_the_standard_conversion_on_random_texts) {
   std::mt19937 random(754);
   const std::string characters = "0123456789..eE+- x";
+  const auto c_locale = ::newlocale(LC_ALL_MASK, "C", nullptr);
   for (int round = 0; round < 100'000; ++round) {
     std::string text(random() % 12, ' ');
     for (auto& character : text) {
@@ -96,11 +97,12 @@ TEST(leading_float_test, agrees_with_the_standard_conversion_on_random_texts) {
     }
     char* end = nullptr;
     errno = 0;
-    const double value = std::strtod(text.c_str(), &end);
+    const double value = ::strtod_l(text.c_str(), &end, c_locale);
     const bool nothing = end == text.c_str() || std::isinf(value) || (errno != 0 && value == 0);
     const auto expected = nothing ? std::nullopt : std::optional<double>(value);
     ASSERT_EQ(leading_float(text), expected) << text;
   }
+  ::freelocale(c_locale);
 }
 
 TEST(nearest_double_test, knows_at_which_end_a_number_is_out_of_range) {

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <iterator>
 #include <string>
 
 #include "envelope.pb.h"
@@ -10,8 +11,8 @@ namespace kavu_test {
 
 inline std::string number_text(double number) {
   char text[40];
-  std::snprintf(text, sizeof(text), "%.17g", number);
-  return std::trunc(number) == number ? std::string(text) + ".0" : text;
+  const auto written = std::to_chars(text, std::end(text), number, std::chars_format::general, 17);
+  return std::string(text, written.ptr) + (std::trunc(number) == number ? ".0" : "");
 }
 
 /// All that a result tells in one line: `ok 1=5 2=0.5`, `error "Channel 1: ..."`. Floating point

@@ -59,10 +59,11 @@ std::string tally::progress(std::chrono::seconds elapsed) const {
   for (const auto& kind : outages) {
     all_outages += kind;
   }
-  return fmt::format("{:>6} s  {} messages, {} scans, {} outages, {} unexplained, {} faults\n",
-                     elapsed.count(), grouped(published),
-                     grouped(scans_ok + scans_connection_lost + scans_other), grouped(all_outages),
-                     grouped(unexplained), grouped(faults));
+  return fmt::format(
+      "{:>6} s  {} messages, {} scans, {} outages, {} unexplained, {} faults, {:.1f} MiB\n",
+      elapsed.count(), grouped(published), grouped(scans_ok + scans_connection_lost + scans_other),
+      grouped(all_outages), grouped(unexplained), grouped(faults),
+      megabytes(process_figures::now()));
 }
 
 std::string tally::table() const {
