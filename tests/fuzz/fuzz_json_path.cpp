@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <clocale>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
@@ -43,7 +44,8 @@ void check_numbers(const libparser::parser_interface& parser, const std::string&
                    const std::string& text) {
   const auto floating = value_of([&] { return parser.query_float(query); });
   const auto integer = value_of([&] { return parser.query_integer(query); });
-  const double expected = std::strtod(text.c_str(), nullptr);
+  static const locale_t c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
+  const double expected = strtod_l(text.c_str(), nullptr, c_locale);
   if (floating) {
     require(std::isfinite(*floating) && *floating == expected, "a number keeps its value");
     const json::jsonpointer_parser again(digits_of(*floating));
