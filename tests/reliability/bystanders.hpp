@@ -21,6 +21,9 @@ class bystanders {
 
   static constexpr std::chrono::milliseconds limit{50 * slowness};
 
+  /// The MQTT library may look for messages that late, with nothing else going on.
+  static constexpr std::chrono::milliseconds library_lateness{100};
+
   explicit bystanders(module_host& host) : host_(host) {
     auto settings = host_settings::statistics_sensor(broker_.port(), "a/#");
     EXPECT_EQ(host.create_sensor(1, settings.set("logging", "enabled")), KAVU_OK);
@@ -38,10 +41,10 @@ class bystanders {
   /// in the log.
   duration slowest_call() {
     duration slowest{};
-    const auto time = [&](const auto& call) {
+    const auto time = [&](const auto& call, duration allowance = duration::zero()) {
       const auto began = std::chrono::steady_clock::now();
       call();
-      slowest = std::max(slowest, std::chrono::steady_clock::now() - began);
+      slowest = std::max(slowest, std::chrono::steady_clock::now() - began - allowance);
     };
     for (int round = 0; round < 50; ++round) {
       host_.inbox().clear();
@@ -53,10 +56,12 @@ class bystanders {
       std::uint32_t size = 0;
       time([&] { host_.functions().get_module_information_sync(nullptr, &size, 0); });
       const std::string topic = "a/" + std::to_string(++messages_);
-      time([&] {
-        outside_.publish(topic, "");
-        EXPECT_TRUE(host_.inbox().wait_for_log('"' + topic + '"'));
-      });
+      time(
+          [&] {
+            outside_.publish(topic, "");
+            EXPECT_TRUE(host_.inbox().wait_for_log('"' + topic + '"'));
+          },
+          library_lateness);
     }
     return slowest;
   }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <limits>
 #include <optional>
 
 #include "helpers/scripted_broker.hpp"
@@ -12,6 +13,8 @@
 
 namespace kavu_test {
 namespace {
+
+constexpr std::size_t always = std::numeric_limits<std::size_t>::max();
 
 class silent_name_server : public testing::Test {
  protected:
@@ -55,6 +58,34 @@ TEST_F(silent_name_server, holds_up_nobody_else) {
   names.speak();
   EXPECT_EQ(creation.get(), KAVU_OK);
   EXPECT_TRUE(check.get());
+}
+
+TEST_F(silent_name_server, holds_up_nobody_else_when_it_has_answered_once) {
+  name_server names(2);  // the addresses of both families
+  auto creation = create();
+  ASSERT_TRUE(
+      eventually([&] { return names.unanswered() >= 1 || !broker_->connected_clients().empty(); }));
+  EXPECT_LT(others_->slowest_call(), bystanders::limit);
+  names.speak();
+  EXPECT_EQ(creation.get(), KAVU_OK);
+}
+
+TEST_F(silent_name_server, holds_up_nobody_while_a_lost_connection_is_brought_back) {
+  // Of three losses one may meet a busy machine, but not all of them.
+  auto slowest = bystanders::duration::max();
+  for (int losses = 0; losses < 3 && slowest >= bystanders::limit; ++losses) {
+    name_server names(always);
+    ASSERT_EQ(create().get(), KAVU_OK);
+    ASSERT_TRUE(broker_->wait_for_clients(1));
+    names.fall_silent();
+    broker_->drop();
+    ASSERT_TRUE(eventually([&] { return names.unanswered() >= 1; }));
+    slowest = others_->slowest_call();
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(host_->destroy_sensor(100), KAVU_OK);
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(1));
+  }
+  EXPECT_LT(slowest, bystanders::limit);
 }
 
 }  // namespace
