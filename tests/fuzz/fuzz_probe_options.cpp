@@ -92,6 +92,7 @@ void give_arguments(std::string_view text) {
     arguments.emplace_back(argument.substr(0, argument.find('\0')));
   }
   std::vector<const char*> pointers;
+  pointers.reserve(arguments.size());
   for (const auto& argument : arguments) {
     pointers.push_back(argument.c_str());
   }
