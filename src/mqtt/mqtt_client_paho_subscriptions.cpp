@@ -17,9 +17,8 @@ namespace {
 
 /// How long the end of a subscription may wait for the broker, and for its turn to ask it.
 constexpr auto release_limit = 1s;
-/// Filters asked for at once when a connection has come back.
-constexpr std::size_t renewal_batch = 100;
-/// A refusal in the answer to a subscription (MQTT 3.1.1, section 3.9.3).
+/// A refusal in the answer to a subscription (MQTT 3.1.1, section 3.9.3). Some brokers give the
+/// reason in the words of MQTT 5, which are above it.
 constexpr int refused = 0x80;
 
 std::exception_ptr make_refusal(const std::string& filter) {
@@ -68,7 +67,7 @@ void mqtt_client_paho::await_subscription(const paho_connection::operation_ptr& 
                                           clock::time_point deadline) {
   switch (await(operation, deadline)) {
     case pending_operation::state::succeeded:
-      if (operation->granted_qos() == refused) {
+      if (operation->granted_qos() >= refused) {
         std::rethrow_exception(make_refusal(filter));
       }
       subscriptions_.set_granted(filter, connection);
@@ -76,7 +75,7 @@ void mqtt_client_paho::await_subscription(const paho_connection::operation_ptr& 
       log_->log(severity::info, "Subscribed to '" + filter + "'");
       return;
     case pending_operation::state::failed:
-      std::rethrow_exception(operation->failure_code() == refused
+      std::rethrow_exception(operation->failure_code() >= refused
                                  ? make_refusal(filter)
                                  : make_exception_from_code(operation->failure_code(),
                                                             operation->failure_text().c_str()));
@@ -146,15 +145,12 @@ bool mqtt_client_paho::renew_subscriptions() {
     if (!turn.is_held()) {
       return false;
     }
-    const auto pending = subscriptions_.pending_filters();
-    for (std::size_t at = 0; at < pending.size(); at += renewal_batch) {
-      const auto begin = pending.begin() + static_cast<std::ptrdiff_t>(at);
-      const auto length = std::min(renewal_batch, pending.size() - at);
-      renew_batch({begin, begin + static_cast<std::ptrdiff_t>(length)});
+    for (const auto& batch : subscriptions_.pending_filters()) {
+      renew_batch(batch);
     }
   }
   release_abandoned();
-  return connection_.library_says_connected() && subscriptions_.pending_filters().empty();
+  return connection_.library_says_connected() && !subscriptions_.has_pending();
 }
 
 void mqtt_client_paho::renew_batch(const std::vector<std::string>& filters) {
@@ -170,6 +166,7 @@ void mqtt_client_paho::renew_batch(const std::vector<std::string>& filters) {
     try {
       await_subscription(operation, filter, connection, deadline);
     } catch (const exceptions::mqttasync_disconnected&) {
+      subscriptions_.suspect(filters);
       throw;
     } catch (const exceptions::mqtt_failure& failure) {
       subscriptions_.set_failed(filter, connection, failure.message());
@@ -187,7 +184,9 @@ std::uint64_t mqtt_client_paho::require_subscribed(const std::string& filter) {
   try {
     return subscriptions_.require_granted(filter);
   } catch (const exceptions::mqtt_failure&) {
-    look_after_connection();
+    if (subscriptions_.has_pending()) {
+      look_after_connection();
+    }
     throw;
   }
 }

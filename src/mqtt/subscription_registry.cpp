@@ -1,6 +1,7 @@
 #include "mqtt/subscription_registry.hpp"
 
 #include <algorithm>
+#include <map>
 
 #include "mqtt/exceptions.hpp"
 
@@ -8,6 +9,23 @@ namespace brunvik::monitoring_modules::mqtt {
 
 using liblog::log_lazily;
 namespace severity = liblog::severity;
+
+namespace {
+
+std::string cut_off(const std::string& filter) {
+  return "The broker ended the connection each time it was asked for a subscription to '" + filter +
+         "'.";
+}
+
+template <class Entries>
+void append_expired(std::vector<std::string>& into, const std::string& filter,
+                    const Entries& entries) {
+  const auto expired = std::count_if(entries.begin(), entries.end(),
+                                     [](const auto& entry) { return entry.expired(); });
+  into.insert(into.end(), static_cast<std::size_t>(expired), filter);
+}
+
+}  // namespace
 
 bool subscription_registry::add(const subscription_ptr& subscription) {
   const std::string filter = subscription->topic();
@@ -151,26 +169,51 @@ std::size_t subscription_registry::filter_count() const {
   return filters_.size();
 }
 
-std::vector<std::string> subscription_registry::pending_filters() {
-  std::vector<std::string> pending;
+bool subscription_registry::filter_state::is_pending() const {
+  return !granted && !suspicion.is_held_back() &&
+         std::any_of(subscriptions.begin(), subscriptions.end(),
+                     [](const auto& entry) { return !entry.expired(); });
+}
+
+bool subscription_registry::has_pending() const {
+  const std::lock_guard lock(mutex_);
+  return std::any_of(filters_.begin(), filters_.end(),
+                     [](const auto& entry) { return entry.second.is_pending(); });
+}
+
+std::vector<std::vector<std::string>> subscription_registry::pending_filters() {
+  std::map<unsigned, std::vector<std::string>> pending;  // by suspicion
   std::vector<std::string> unreferenced;
   {
     const std::lock_guard lock(mutex_);
     for (const auto& [filter, state] : filters_) {
-      const auto& subscriptions = state.subscriptions;
-      const auto expired = std::count_if(subscriptions.begin(), subscriptions.end(),
-                                         [](const auto& entry) { return entry.expired(); });
-      unreferenced.insert(unreferenced.end(), static_cast<std::size_t>(expired), filter);
-      if (!state.granted && static_cast<std::size_t>(expired) < subscriptions.size()) {
-        pending.push_back(filter);
+      if (state.is_pending()) {
+        pending[state.suspicion.level()].push_back(filter);
       }
+      append_expired(unreferenced, filter, state.subscriptions);
     }
   }
   for (const auto& filter : unreferenced) {
     log_->log(severity::warning,
               "Found unreferenced weak_ptr during subscribe for topic: " + filter);
   }
-  return pending;
+  return make_renewal_groups(std::move(pending));
+}
+
+void subscription_registry::suspect(const std::vector<std::string>& filters) {
+  std::vector<std::string> caught;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& filter : filters) {
+      const auto found = filters_.find(filter);
+      if (found != filters_.end() && !found->second.granted && found->second.suspicion.grow()) {
+        caught.push_back(filter);
+      }
+    }
+  }
+  for (const auto& filter : caught) {
+    log_->log(severity::error, cut_off(filter));
+  }
 }
 
 std::vector<std::string> subscription_registry::take_all_filters() {
@@ -180,11 +223,7 @@ std::vector<std::string> subscription_registry::take_all_filters() {
     const std::lock_guard lock(mutex_);
     for (const auto& [filter, state] : filters_) {
       filters.push_back(filter);
-      for (const auto& entry : state.subscriptions) {
-        if (entry.expired()) {
-          unreferenced.push_back(filter);
-        }
-      }
+      append_expired(unreferenced, filter, state.subscriptions);
     }
     filters_.clear();
     routes_.reset();
@@ -217,6 +256,7 @@ void subscription_registry::set_granted(const std::string& filter, connection_nu
   if (found != filters_.end() && connection == connection_) {
     found->second.granted = true;
     found->second.failure.reset();
+    found->second.suspicion.clear();
   }
 }
 
@@ -238,7 +278,9 @@ subscription_registry::connection_number subscription_registry::require_granted(
     if (found != filters_.end() && found->second.granted) {
       return connection_;
     }
-    if (found != filters_.end()) {
+    if (found != filters_.end() && found->second.suspicion.is_held_back()) {
+      failure = libi18n::i18n_msg::verbatim(cut_off(filter));
+    } else if (found != filters_.end()) {
       failure = found->second.failure;
     }
   }

@@ -12,6 +12,7 @@
 
 #include "libi18n/i18n_msg.hpp"
 #include "mqtt/client_log.hpp"
+#include "mqtt/filter_suspicion.hpp"
 #include "mqtt/topic_subscription_interface.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -45,8 +46,12 @@ class subscription_registry {
   [[nodiscard]] bool has_entries(const std::string& filter) const;
   [[nodiscard]] std::size_t filter_count() const;
 
-  /// Filters of live subscriptions that the broker has not granted on the present connection.
-  [[nodiscard]] std::vector<std::string> pending_filters();
+  /// Filters of live subscriptions that the broker has not granted on the present connection, those
+  /// left out that are held back, in groups to be asked for at once and in this order.
+  [[nodiscard]] std::vector<std::vector<std::string>> pending_filters();
+  [[nodiscard]] bool has_pending() const;
+  /// The connection died while these were asked for (filter_suspicion.hpp).
+  void suspect(const std::vector<std::string>& filters);
 
   /// Empties the registry, and gives the filters that were in it.
   [[nodiscard]] std::vector<std::string> take_all_filters();
@@ -76,6 +81,9 @@ class subscription_registry {
     entries subscriptions;
     bool granted = false;
     std::optional<libi18n::i18n_msg> failure;
+    filter_suspicion suspicion;
+
+    [[nodiscard]] bool is_pending() const;
   };
   struct route {
     std::string filter;

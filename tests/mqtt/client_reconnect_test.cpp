@@ -155,6 +155,29 @@ TEST_F(client_reconnect_test, a_refused_filter_does_not_keep_the_others_from_com
   EXPECT_TRUE(eventually([&] { return is_subscribed(*client, "open/#"); }, 3s));
 }
 
+TEST_F(client_reconnect_test, a_filter_that_costs_the_connection_does_not_starve_the_others) {
+  kavu_test::scripted_broker broker;
+  broker.stop_listening();
+  const auto client = make(persistent_settings_for(broker.port()));
+  const listener forbidden("secret/#");
+  const listener open("open/#");
+  client->subscribe(forbidden.subscription);
+  client->subscribe(open.subscription);
+  broker.add({.at = step::subscribe_received, .action = fault::close{}, .topic = "secret/#"});
+  broker.start_listening();
+  const auto told = [&] {
+    return failure_key([&] {
+             client->require_subscribed("secret/#");
+           }).find("ended the connection each time") != std::string::npos;
+  };
+  EXPECT_TRUE(eventually([&] { return told() && is_subscribed(*client, "open/#"); }));
+  const auto connections = broker.count(step::connect_received);
+  broker.publish("open/a", "x");
+  EXPECT_TRUE(open.messages->wait_for(1));
+  EXPECT_TRUE(told());
+  EXPECT_EQ(broker.count(step::connect_received), connections);
+}
+
 // Every address of the broker's name is tried in turn.
 TEST_F(client_reconnect_test, a_name_is_looked_up_again_for_each_attempt) {
   kavu_test::mosquitto_broker broker({.ipv6 = true});

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <stdexcept>
 
@@ -112,11 +113,11 @@ TEST_F(subscription_registry_test,
   registry_.connection_lost();
   registry_.set_granted("a", first);  // an answer from before the loss
   EXPECT_THROW(registry_.require_granted("a"), exceptions::connection_lost);
-  EXPECT_THAT(registry_.pending_filters(), ElementsAre("a"));
+  EXPECT_THAT(registry_.pending_filters(), ElementsAre(ElementsAre("a")));
 
   registry_.set_failed("a", registry_.current_connection(), exceptions::timeout("x").message());
   EXPECT_EQ(failure_of([&] { registry_.require_granted("a"); }), "Timeout. x");
-  EXPECT_THAT(registry_.pending_filters(), ElementsAre("a"));
+  EXPECT_THAT(registry_.pending_filters(), ElementsAre(ElementsAre("a")));
 }
 
 TEST_F(subscription_registry_test, nobody_is_served_after_removal) {
@@ -129,6 +130,37 @@ TEST_F(subscription_registry_test, nobody_is_served_after_removal) {
   EXPECT_TRUE(registry_.has_entries("a"));
   EXPECT_TRUE(registry_.remove(b));
   EXPECT_FALSE(registry_.has_entries("a"));
+}
+
+// A broker that cuts the connection at one of a hundred filters, which is found by asking for ever
+// fewer at once.
+TEST_F(subscription_registry_test, a_filter_that_costs_the_connection_is_found_and_held_back) {
+  std::vector<std::shared_ptr<topic_subscription>> all;
+  for (int i = 0; i < 100; ++i) {
+    all.push_back(add("f/" + std::to_string(i)));
+  }
+  const auto renew = [&] {  // false when the connection dies
+    for (const auto& group : registry_.pending_filters()) {
+      if (std::find(group.begin(), group.end(), "f/42") != group.end()) {
+        registry_.connection_lost();
+        registry_.suspect(group);
+        return false;
+      }
+      for (const auto& filter : group) {
+        registry_.set_granted(filter, registry_.current_connection());
+      }
+    }
+    return true;
+  };
+  int losses = 0;
+  while (!renew() && losses < 10) {
+    ++losses;
+  }
+  EXPECT_EQ(losses, 4);
+  EXPECT_FALSE(registry_.has_pending());
+  EXPECT_THAT(failure_of([&] { registry_.require_granted("f/42"); }),
+              testing::HasSubstr("ended the connection each time"));
+  EXPECT_NO_THROW(registry_.require_granted("f/41"));
 }
 
 }  // namespace
