@@ -27,9 +27,9 @@ class mqtt_client_paho final : public mqtt_client_interface,
                                private reconnectable {
  public:
   /// Returns when the first attempt has ended, at the latest after twice the connect time-out and
-  /// two seconds: the library tries two versions of the protocol. Throws when it has failed, unless
-  /// the client is to go on by itself. The generator makes the suffix of the client identifier;
-  /// when it is gone there is none.
+  /// two seconds: two versions of the protocol may have to be tried. Throws when it has failed,
+  /// unless the client is to go on by itself. The generator makes the suffix of the client
+  /// identifier; when it is gone there is none.
   mqtt_client_paho(
       const mqtt_client_settings& settings,
       std::weak_ptr<libstringutils::random_string_generator_interface> random_generator);
@@ -68,6 +68,9 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void verify_connection() override;
 
   void connect_initially();
+  void try_both_versions(const std::string& address, clock::time_point deadline);
+  bool succeeds_in_other_version(const std::string& address, clock::time_point deadline);
+  void make_first_attempt(const std::string& address, clock::time_point deadline);
   bool await_first_attempt(std::future<void>& ended, clock::time_point deadline);
   void first_attempt_failed(const std::exception_ptr& failure, clock::time_point deadline);
   void log_failure(int severity, const char* what, const std::exception_ptr& failure) noexcept;
@@ -97,7 +100,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   std::atomic<bool> unresponsive_{false};
 
   std::promise<void> initial_connect_promise_;
-  std::atomic<bool> first_connect_pending_{true};
+  std::atomic<bool> first_connect_pending_{false};
   std::atomic<std::int64_t> connect_duration_ms_{-1};
   // When the attempt under way began, in ticks of the clock; 0 when none is.
   std::atomic<clock::rep> attempt_began_{0};

@@ -27,7 +27,6 @@ std::string with_cause(const char* event, const std::string& cause) {
 
 void mqtt_client_paho::connect_initially() {
   log_->log(severity::debug, "Start initial connect.");
-  auto connected = initial_connect_promise_.get_future();
   const auto began = clock::now();
   const auto deadline = began + longest_connecting(connect_timeout_.count());
   if (loop_ != nullptr) {
@@ -35,13 +34,7 @@ void mqtt_client_paho::connect_initially() {
   }
   try {
     const auto addresses = look_up_name(host_, began + connect_timeout_, [] { return false; });
-    attempt_began_ = clock::now().time_since_epoch().count();
-    connection_.connect(addresses.front());
-    log_->log(severity::debug, "Wait for initial connection attempt.");
-    if (!await_first_attempt(connected, deadline)) {
-      throw exceptions::tcp_connection_timeout();
-    }
-    connected.get();
+    try_both_versions(addresses.front(), deadline);
     if (is_connected()) {
       connect_duration_ms_ =
           std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began).count();
@@ -50,6 +43,40 @@ void mqtt_client_paho::connect_initially() {
     first_connect_pending_ = false;
     first_attempt_failed(std::current_exception(), deadline);
   }
+}
+
+// When both fail, the reason of the first counts.
+void mqtt_client_paho::try_both_versions(const std::string& address, clock::time_point deadline) {
+  try {
+    make_first_attempt(address, deadline);
+  } catch (const exceptions::mqtt_failure&) {
+    if (!connection_.is_version_in_doubt() || !succeeds_in_other_version(address, deadline)) {
+      throw;
+    }
+  }
+}
+
+bool mqtt_client_paho::succeeds_in_other_version(const std::string& address,
+                                                 clock::time_point deadline) {
+  try {
+    make_first_attempt(address, deadline);
+    return true;
+  } catch (const exceptions::mqtt_failure&) {
+    return false;
+  }
+}
+
+void mqtt_client_paho::make_first_attempt(const std::string& address, clock::time_point deadline) {
+  initial_connect_promise_ = {};
+  first_connect_pending_ = true;
+  auto connected = initial_connect_promise_.get_future();
+  attempt_began_ = clock::now().time_since_epoch().count();
+  connection_.connect(address);
+  log_->log(severity::debug, "Wait for initial connection attempt.");
+  if (!await_first_attempt(connected, deadline)) {
+    throw exceptions::tcp_connection_timeout();
+  }
+  connected.get();
 }
 
 bool mqtt_client_paho::await_first_attempt(std::future<void>& ended, clock::time_point deadline) {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "liblog/severity.hpp"
@@ -10,6 +11,19 @@
 namespace brunvik::monitoring_modules::mqtt {
 
 namespace severity = liblog::severity;
+
+namespace {
+
+constexpr int unacceptable_protocol_version = 1;  // MQTT 3.1.1, section 3.2.2.3
+
+/// Whether the broker may have closed the connection instead of answering, as those may that do not
+/// know the protocol's name (MQTT 3.1.1, section 3.1.2.1). The library has the same words for a
+/// connection that was refused on its way.
+bool may_be_closed_by_broker(std::string_view text) {
+  return text == "socket error" || text == "TCP connect completion failure";
+}
+
+}  // namespace
 
 /// Marks an event as running for as long as it lives, and says whether it may.
 class paho_connection::callbacks::running_event {
@@ -31,9 +45,21 @@ void paho_connection::callbacks::connect_success(void* context, MQTTAsync_succes
     return;
   }
   event.connection.set_connected(true);
+  event.connection.version_proven_ = true;
   const char* uri = data == nullptr ? nullptr : data->alt.connect.serverURI;
   event.connection.events_.on_connect_success(uri == nullptr ? "" : uri,
                                               data == nullptr ? 0 : data->alt.connect.MQTTVersion);
+}
+
+// A version that has been accepted once is left only for a clear word.
+void paho_connection::choose_version(int code, std::string_view text) noexcept {
+  version_in_doubt_ =
+      code == unacceptable_protocol_version || (may_be_closed_by_broker(text) && !version_proven_);
+  if (version_in_doubt_) {
+    version_ = version_ == MQTTVERSION_3_1_1 ? MQTTVERSION_3_1 : MQTTVERSION_3_1_1;
+  } else if (!version_proven_) {
+    version_ = MQTTVERSION_3_1_1;
+  }
 }
 
 void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failureData* data) {
@@ -43,6 +69,7 @@ void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failur
   }
   const int code = data == nullptr ? -1 : data->code;
   const char* text = data == nullptr ? nullptr : data->message;
+  event.connection.choose_version(code, text == nullptr ? "" : text);
   // A certificate that does not verify is told by the TLS library alone, or by nobody.
   const std::string tls_error = event.connection.take_tls_error();
   event.connection.unexplained_ = tls_error.empty();

@@ -82,7 +82,8 @@ paho_connection::paho_connection(const mqtt_client_settings& settings, std::stri
       host_(settings.host),
       port_(settings.port),
       uses_tls_(settings.tls.mode == tls_settings::tls_mode::on),
-      server_uri_(make_server_uri(settings)) {
+      server_uri_(make_server_uri(settings)),
+      version_(MQTTVERSION_3_1_1) {
   require_no_nul(settings, client_id_);
   MQTTAsync_createOptions create_options = make_create_options();
   log_->log(severity::info,
@@ -144,6 +145,9 @@ int paho_connection::start_connecting(const std::string& address) {
   std::string target = uses_tls_ ? server_uri_ : make_plain_uri(address, port_);
   char* const uri = target.data();
   auto& options = options_->connect;
+  // Left to choose, the library tries the older version after whatever has gone wrong, also after
+  // the loss of a connection: it then connects beside us, and hides what was wrong at first.
+  options.MQTTVersion = version_;
   options.serverURIcount = 1;
   options.serverURIs = &uri;
   options.onSuccess = callbacks::connect_success;

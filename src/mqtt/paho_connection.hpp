@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "mqtt/client_log.hpp"
 #include "mqtt/library_waker.hpp"
@@ -60,6 +61,10 @@ class paho_connection {
   /// make one, which is logged and told by the result.
   bool reconnect(const std::string& address);
 
+  /// Whether the last attempt has failed in a way that another version of the protocol may mend.
+  /// The next attempt uses it: 3.1 after 3.1.1, or the reverse.
+  [[nodiscard]] bool is_version_in_doubt() const noexcept { return version_in_doubt_; }
+
   /// Has the library look at its connections at once (library_waker.hpp), without waiting for it or
   /// until it does.
   void wake_library() noexcept { waker_->wake(); }
@@ -99,6 +104,7 @@ class paho_connection {
   void set_connected(bool connected) noexcept;
   void end_operations(void (pending_operation::*end)() noexcept) noexcept;
   int start_connecting(const std::string& address);
+  void choose_version(int code, std::string_view text) noexcept;
   void lose(const std::string& cause) noexcept;
   void disconnect() noexcept;
   void remember_tls_error(std::string text) noexcept;
@@ -118,7 +124,10 @@ class paho_connection {
 
   std::atomic<bool> connected_{false};
   std::atomic<bool> unexplained_{false};  // the last attempt has failed without words
-  std::atomic<bool> closing_{false};      // no event any more
+  std::atomic<int> version_;              // of the protocol, for the next attempt
+  std::atomic<bool> version_proven_{false};
+  std::atomic<bool> version_in_doubt_{false};  // since the last attempt
+  std::atomic<bool> closing_{false};           // no event any more
   std::atomic<int> callbacks_running_{0};
 
   std::mutex operations_mutex_;  // guards all below

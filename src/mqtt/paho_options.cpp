@@ -88,7 +88,7 @@ void paho_options::set_connection(const mqtt_client_settings& settings) {
       static_cast<int>(clamp_connect_timeout(settings.connect_timeout).count());
   connect.retryInterval = 0;
   connect.ssl = &tls;
-  connect.MQTTVersion = MQTTVERSION_DEFAULT;
+  connect.MQTTVersion = MQTTVERSION_3_1_1;  // or what an attempt sets
   connect.automaticReconnect = 0;
   connect.minRetryInterval = 1;
   connect.maxRetryInterval = 60;

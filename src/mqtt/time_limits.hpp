@@ -12,7 +12,7 @@ constexpr std::chrono::seconds clamp_connect_timeout(std::int64_t seconds) noexc
   return std::chrono::seconds(std::clamp<std::int64_t>(seconds, 1, 2'147'483));
 }
 
-/// How long making a client may take: the library tries two versions of the protocol, each for the
+/// How long making a client may take: two versions of the protocol may be tried, each for the
 /// whole time-out.
 constexpr std::chrono::milliseconds longest_connecting(std::int64_t timeout_seconds) noexcept {
   return 2 * clamp_connect_timeout(timeout_seconds) + std::chrono::seconds(1);

@@ -37,7 +37,8 @@ class misbehaving_broker_test : public testing::Test, protected client_fixture {
 
 TEST_F(misbehaving_broker_test, a_refused_subscription_is_a_failure_and_leaves_nothing) {
   const auto client = connect();
-  for (const std::uint8_t code : {0x80, 0x8f}) {  // the second as MQTT 5 would put it
+  for (const std::uint8_t code :
+       std::initializer_list<std::uint8_t>{0x80, 0x8f}) {  // the second as MQTT 5 would put it
     const auto rule =
         broker_.add({.at = step::subscribe_received, .action = fault::refuse{.code = code}});
     EXPECT_THAT(subscribe_failure(*client), HasSubstr("The broker refused the subscription"));
@@ -85,6 +86,30 @@ TEST_F(misbehaving_broker_test, a_broker_that_says_nothing_fails_the_connection_
   const auto began = std::chrono::steady_clock::now();
   EXPECT_THROW(connect(1), exceptions::client_failure);
   EXPECT_LT(std::chrono::steady_clock::now() - began, 4s);
+}
+
+// Brokers of MQTT 3.1 alone answer with a code, or do not know what they hear and hang up.
+TEST_F(misbehaving_broker_test, the_older_protocol_is_tried_only_where_it_may_help) {
+  struct {
+    kavu_test::fault_action answer;
+    std::vector<int> levels;
+    bool connects;
+  } const cases[] = {{fault::refuse{.code = 1}, {4, 3}, true},
+                     {fault::close{}, {4, 3}, true},
+                     {fault::refuse{.code = 4}, {4}, false}};
+  for (const auto& each : cases) {
+    broker_.forget_packets();
+    broker_.add({.at = step::connect_received, .action = each.answer, .times = 1});
+    EXPECT_EQ(failure_key([&] { connect(5); }).empty(), each.connects);
+    std::vector<int> levels;
+    for (const auto& packet : broker_.packets(step::connect_received)) {
+      levels.push_back(packet.packet.protocol_level);
+    }
+    EXPECT_EQ(levels, each.levels);
+  }
+  broker_.add({.at = step::connect_received, .action = fault::refuse{.code = 1}, .times = 1});
+  broker_.add({.at = step::connect_received, .action = fault::refuse{.code = 5}, .times = 1});
+  EXPECT_EQ(failure_key([&] { connect(5); }), "error.unacceptable_protocol_version");
 }
 
 TEST_F(misbehaving_broker_test, a_client_ends_in_time_on_a_broker_that_has_stopped_answering) {
