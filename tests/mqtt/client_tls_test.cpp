@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
 #include "helpers/certificates.hpp"
 #include "helpers/child_process.hpp"
 #include "helpers/loopback_port.hpp"
@@ -107,8 +111,10 @@ TEST_F(client_tls_test, a_client_shows_who_it_is_when_asked) {
   settings.tls.client_key_password = secure_string(known.client_with_encrypted_key.key_password);
   EXPECT_EQ(failure_text(settings), "");
 
-  settings.tls.client_key_password = secure_string("not the pass phrase");
-  EXPECT_NE(failure_text(settings), "");
+  for (const char* wrong : {"not the pass phrase", ""}) {
+    settings.tls.client_key_password = secure_string(wrong);
+    EXPECT_NE(failure_text(settings), "") << wrong;
+  }
 
   settings.tls.client_certificate = known.client_of_other_authority.pem;
   settings.tls.client_key = known.client_of_other_authority.key_pem;
@@ -118,6 +124,22 @@ TEST_F(client_tls_test, a_client_shows_who_it_is_when_asked) {
     EXPECT_THAT(entry.message, testing::Not(HasSubstr("PRIVATE KEY")));
     EXPECT_THAT(entry.message, testing::Not(HasSubstr("pass phrase")));
   }
+}
+
+// The TLS library asks whoever sits at the terminal, if it may. Here is a terminal, and nobody.
+TEST_F(client_tls_test, a_missing_pass_phrase_is_not_asked_for_at_the_terminal) {
+  const kavu_test::temporary_directory directory;
+  const auto output = directory.path() / "output";
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+  kavu_test::child_process at_terminal(
+      {kavu_test::find_program("script"), "--quiet", "--return", "--command",
+       self + " --gtest_output= --gtest_filter=*a_client_shows_who_it_is_when_asked", "/dev/null"},
+      output);
+  EXPECT_EQ(at_terminal.wait(), 0);
+  std::ostringstream text;
+  text << std::ifstream(output).rdbuf();
+  EXPECT_THAT(text.str(), HasSubstr("[  PASSED  ] 1 test"));
+  EXPECT_THAT(text.str(), testing::Not(HasSubstr("pass phrase:")));
 }
 
 // Whether or not its certificate is looked at.
