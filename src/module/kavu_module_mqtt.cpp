@@ -2,12 +2,14 @@
 
 #include <limits>
 #include <memory>
+#include <mutex>
 
 #include "definition/module_definition.hpp"
 #include "libjsonparser/jsonpath_parser.hpp"
 #include "libstringutils/random_number_generator.hpp"
 #include "libstringutils/random_string_generator.hpp"
 #include "libstringutils/synchronized_random_string_generator.hpp"
+#include "mqtt/library_waker.hpp"
 #include "mqtt/mqtt_client_paho.hpp"
 #include "mqtt/sensors/mqtt_connect_check.hpp"
 #include "mqtt/sensors/mqtt_notification.hpp"
@@ -30,6 +32,22 @@ std::unique_ptr<random_string_generator_interface> make_random_string_generator(
           std::move(numbers), libstringutils::default_alphabet()));
 }
 
+/// Keeps the MQTT library in use from the first client until the module goes: each time it is taken
+/// into use anew, the TLS library loses a few bytes for good.
+class kept_library {
+ public:
+  void keep() {
+    const std::lock_guard lock(mutex_);
+    if (waker_ == nullptr) {
+      waker_ = library_waker::shared();
+    }
+  }
+
+ private:
+  std::mutex mutex_;
+  std::shared_ptr<library_waker> waker_;
+};
+
 }  // namespace
 
 KavuModuleMQTT::KavuModuleMQTT(std::uint64_t context,
@@ -43,7 +61,9 @@ void KavuModuleMQTT::add_factories() {
   const auto& container = get_service_container();
   container->add_factory<random_string_generator_interface>(make_random_string_generator);
   container->add_factory<mqtt_client_interface, mqtt_client_settings>(
-      [weak = std::weak_ptr(container)](mqtt_client_settings settings) {
+      [weak = std::weak_ptr(container),
+       library = std::make_shared<kept_library>()](mqtt_client_settings settings) {
+        library->keep();
         std::weak_ptr<random_string_generator_interface> generator;
         if (const auto services = weak.lock()) {
           generator = services->get_or_create<random_string_generator_interface>();

@@ -1,12 +1,13 @@
 #include "mqtt/certificate_diagnosis.hpp"
 
 #include <openssl/bio.h>
-#include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 #include <poll.h>
 
 #include <memory>
+
+#include "mqtt/openssl_errors.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
 namespace {
@@ -19,14 +20,6 @@ struct openssl_deleter {
 };
 using context_ptr = std::unique_ptr<SSL_CTX, openssl_deleter>;
 using bio_ptr = std::unique_ptr<BIO, openssl_deleter>;
-
-/// What failed here is not the business of whoever uses OpenSSL next on this thread.
-struct error_queue_guard {
-  error_queue_guard() { ERR_set_mark(); }
-  ~error_queue_guard() { ERR_pop_to_mark(); }
-  error_queue_guard(const error_queue_guard&) = delete;
-  error_queue_guard& operator=(const error_queue_guard&) = delete;
-};
 
 context_ptr make_context(const std::string& ca_file) {
   context_ptr context(SSL_CTX_new(TLS_client_method()));
@@ -65,7 +58,7 @@ void shake_hands(BIO* connection, clock::time_point deadline,
 std::string diagnose_certificate(const tls_server& server, const std::string& ca_file,
                                  clock::time_point deadline,
                                  const std::function<bool()>& given_up) {
-  const error_queue_guard guard;
+  const openssl_error_guard guard;
   const bool is_ipv6 = server.address.find(':') != std::string::npos;
   const std::string address = is_ipv6 ? "[" + server.address + "]" : server.address;
   const auto context = make_context(ca_file);

@@ -2,12 +2,14 @@
 
 #include <MQTTAsync.h>
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <string>
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -60,6 +62,32 @@ std::uint16_t listen_on_loopback(int socket) {
   return ntohs(address.sin_port);
 }
 
+// The library's threads may still be on their way out of its code when the last handle has been
+// destroyed. So its code stays in memory for the life of the process, also when ours is unloaded.
+void keep_library_loaded() {
+  Dl_info library{};
+  if (dladdr(reinterpret_cast<const void*>(&MQTTAsync_destroy), &library) != 0) {
+    dlopen(library.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+  }
+}
+
+// The library writes a trace of all that it does into a buffer in memory, also when nobody has
+// asked for it: a fifth of what a message costs. Whoever asks does so with this variable.
+void keep_library_from_tracing() {
+  const char* wanted = std::getenv("MQTT_C_CLIENT_TRACE");
+  if (wanted == nullptr || *wanted == '\0') {
+    MQTTAsync_setTraceLevel(MQTTASYNC_TRACE_ERROR);
+  }
+}
+
+void prepare_library() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    keep_library_loaded();
+    keep_library_from_tracing();
+  });
+}
+
 }  // namespace
 
 /// [client-thread]
@@ -100,6 +128,7 @@ std::shared_ptr<library_waker> library_waker::shared() {
 }
 
 library_waker::library_waker() {
+  prepare_library();
   if (!connect() && peer_ >= 0) {
     close(peer_);
     peer_ = -1;

@@ -141,6 +141,9 @@ void mqtt_client_paho::on_connection_lost(const std::string& cause) noexcept {
 }
 
 void mqtt_client_paho::on_connected(const std::string& cause) noexcept {
+  if (loop_ != nullptr) {
+    loop_->connected();  // also when it was the library's own idea
+  }
   log_->log(severity::info, with_cause("Connected", cause));
 }
 

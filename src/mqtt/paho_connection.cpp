@@ -1,10 +1,7 @@
 #include "mqtt/paho_connection.hpp"
 
-#include <dlfcn.h>
-
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <utility>
@@ -37,32 +34,6 @@ void on_operation_failure(void* context, MQTTAsync_failureData* data) {
                                     data == nullptr ? nullptr : data->message);
 }
 
-// The library's threads may still be on their way out of its code when the last handle has been
-// destroyed. So its code stays in memory for the life of the process, also when ours is unloaded.
-void keep_library_loaded() {
-  Dl_info library{};
-  if (dladdr(reinterpret_cast<const void*>(&MQTTAsync_destroy), &library) != 0) {
-    dlopen(library.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
-  }
-}
-
-// The library writes a trace of all that it does into a buffer in memory, also when nobody has
-// asked for it: a fifth of what a message costs. Whoever asks does so with this variable.
-void keep_library_from_tracing() {
-  const char* wanted = std::getenv("MQTT_C_CLIENT_TRACE");
-  if (wanted == nullptr || *wanted == '\0') {
-    MQTTAsync_setTraceLevel(MQTTASYNC_TRACE_ERROR);
-  }
-}
-
-void prepare_library() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    keep_library_loaded();
-    keep_library_from_tracing();
-  });
-}
-
 MQTTAsync_responseOptions make_response_options(const pending_operation& operation) {
   MQTTAsync_responseOptions options = MQTTAsync_responseOptions_initializer;
   options.onSuccess = on_operation_success;
@@ -75,7 +46,7 @@ MQTTAsync_responseOptions make_response_options(const pending_operation& operati
 
 paho_connection::paho_connection(const mqtt_client_settings& settings, std::string client_id,
                                  std::shared_ptr<client_log> log, connection_events& events)
-    : waker_((prepare_library(), library_waker::shared())),
+    : waker_(library_waker::shared()),
       log_(std::move(log)),
       events_(events),
       client_id_(std::move(client_id)),
@@ -141,6 +112,9 @@ void paho_connection::disconnect() noexcept try {
 }
 
 int paho_connection::start_connecting(const std::string& address) {
+  // The library takes the options without its lock, which it holds while it ends what was before:
+  // whoever asks for something waits until it has.
+  MQTTAsync_isConnected(handle_);
   address_ = address;
   std::string target = uses_tls_ ? server_uri_ : make_plain_uri(address, port_);
   char* const uri = target.data();

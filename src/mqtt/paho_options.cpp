@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "liblog/severity.hpp"
+#include "mqtt/client_key.hpp"
 #include "mqtt/exceptions.hpp"
 #include "mqtt/time_limits.hpp"
 
@@ -112,7 +113,10 @@ void paho_options::set_tls(client_log& log) {
     tls.keyStore = client_certificate_.name();
     // Without one the library looks for the key in the certificate's own file.
     tls.privateKey = client_key_.name();
-    tls.privateKeyPassword = client_key_password_.empty() ? nullptr : client_key_password_.c_str();
+    // Without one, be it empty, somebody may be asked at the terminal.
+    tls.privateKeyPassword = client_key_password_.c_str();
+    require_readable_key(tls.privateKey != nullptr ? tls.privateKey : tls.keyStore,
+                         client_key_password_);
   }
 }
 
