@@ -1,6 +1,7 @@
 #include "mqtt/client_key.hpp"
 
 #include <openssl/bio.h>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 
