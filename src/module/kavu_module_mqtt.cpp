@@ -38,7 +38,7 @@ class kept_library {
  public:
   void keep() {
     const std::lock_guard lock(mutex_);
-    if (waker_ == nullptr) {
+    if (waker_ == nullptr || !waker_->works()) {
       waker_ = library_waker::shared();
     }
   }

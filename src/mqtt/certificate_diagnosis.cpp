@@ -48,7 +48,8 @@ void shake_hands(BIO* connection, clock::time_point deadline,
          clock::now() < deadline && !given_up()) {
     int descriptor = -1;
     BIO_get_fd(connection, &descriptor);
-    pollfd waiting{descriptor, POLLIN | POLLOUT, 0};
+    const short awaited = BIO_should_read(connection) != 0 ? POLLIN : POLLOUT;
+    pollfd waiting{descriptor, awaited, 0};
     poll(&waiting, descriptor < 0 ? 0 : 1, slice_ms);
   }
 }

@@ -16,13 +16,13 @@ constexpr unsigned alone = group_sizes.size() - 1;
 
 }  // namespace
 
-bool filter_suspicion::grow() {
+bool filter_suspicion::grow(bool others_suffer) {
   const unsigned before = std::exchange(level_, level_ + 1);
   if (before < alone) {
     return false;
   }
   const auto times_caught = std::min<std::size_t>(before - alone, holding_times.size() - 1);
-  held_back_until_ = clock::now() + holding_times[times_caught];
+  held_back_until_ = clock::now() + holding_times[others_suffer ? times_caught : 0];
   return true;
 }
 

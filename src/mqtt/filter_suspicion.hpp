@@ -13,13 +13,14 @@ namespace brunvik::monitoring_modules::mqtt {
 /// Some brokers do so at a filter that they do not allow, and take the connection from all the
 /// others with it, again at each renewal. Among filters asked for at once nobody knows which it
 /// was, so suspects are asked for later, and in ever smaller groups. Who is caught alone is held
-/// back: for a minute, then four times as long after each further attempt, up to an hour.
+/// back for a minute, and then, if that has cost others their messages, four times as long after
+/// each further attempt, up to an hour.
 ///
 /// Not synchronised.
 class filter_suspicion {
  public:
   /// The connection died while the filter was asked for. Tells whether it is held back from now on.
-  bool grow();
+  bool grow(bool others_suffer);
   /// The broker has granted it.
   void clear() { *this = {}; }
 

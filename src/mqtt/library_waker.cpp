@@ -120,7 +120,7 @@ std::shared_ptr<library_waker> library_waker::shared() {
   static std::weak_ptr<library_waker> existing;
   const std::lock_guard lock(mutex);
   auto waker = existing.lock();
-  if (waker == nullptr) {
+  if (waker == nullptr || !waker->works()) {
     waker = std::make_shared<library_waker>();
     existing = waker;
   }
@@ -186,6 +186,11 @@ bool library_waker::accept_own(int listener) {
          recv(peer_, connect_packet.data(), connect_packet.size(), 0) > 0 &&
          send(peer_, connack.data(), connack.size(), MSG_NOSIGNAL) ==
              static_cast<ssize_t>(connack.size());
+}
+
+bool library_waker::works() const noexcept {
+  const std::lock_guard lock(mutex_);
+  return peer_ >= 0;
 }
 
 void library_waker::wake() noexcept {

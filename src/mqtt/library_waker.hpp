@@ -24,14 +24,17 @@ namespace brunvik::monitoring_modules::mqtt {
 /// but not from within the library's callbacks.
 class library_waker {
  public:
-  /// The one of this process. Never null; one that could not be connected wakes nobody. May take a
-  /// second when it is made.
+  /// The one of this process, or a new one if that does not work. Never null. May take a second
+  /// when it is made.
   static std::shared_ptr<library_waker> shared();
 
   library_waker();
   ~library_waker();
   library_waker(const library_waker&) = delete;
   library_waker& operator=(const library_waker&) = delete;
+
+  /// One that could not be connected wakes nobody.
+  [[nodiscard]] bool works() const noexcept;
 
   /// Has the receiving thread look at all its connections once more. Does not wait.
   void wake() noexcept;
@@ -54,7 +57,7 @@ class library_waker {
   void* handle_ = nullptr;  // the library's
   int peer_ = -1;           // our end of the connection
 
-  std::mutex mutex_;  // guards all below
+  mutable std::mutex mutex_;  // guards all below
   std::condition_variable changed_;
   bool connected_ = false;
   std::uint64_t sent_ = 0;

@@ -68,9 +68,14 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void verify_connection() override;
 
   void connect_initially();
+  std::vector<std::string> look_up(clock::time_point deadline,
+                                   const std::function<bool()>& given_up) const;
+  void try_all(const std::vector<std::string>& addresses, clock::time_point patience,
+               clock::time_point deadline);
   void try_both_versions(const std::string& address, clock::time_point deadline);
   bool succeeds_in_other_version(const std::string& address, clock::time_point deadline);
   void make_first_attempt(const std::string& address, clock::time_point deadline);
+  void make_further_attempt(const std::string& address);
   bool await_first_attempt(std::future<void>& ended, clock::time_point deadline);
   void first_attempt_failed(const std::exception_ptr& failure, clock::time_point deadline);
   void log_failure(int severity, const char* what, const std::exception_ptr& failure) noexcept;
@@ -80,6 +85,8 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void release_at_broker(const std::string& filter);
   void release_abandoned() noexcept;
   void renew_batch(const std::vector<std::string>& filters);
+  void renew(const std::string& filter, const paho_connection::operation_ptr& operation,
+             subscription_registry::connection_number connection, clock::time_point deadline);
   void await_subscription(const paho_connection::operation_ptr& operation,
                           const std::string& filter,
                           subscription_registry::connection_number connection,
@@ -104,7 +111,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   std::atomic<std::int64_t> connect_duration_ms_{-1};
   // When the attempt under way began, in ticks of the clock; 0 when none is.
   std::atomic<clock::rep> attempt_began_{0};
-  std::size_t reconnect_attempts_ = 0;  // the loop's thread only
+  std::size_t next_address_ = 0;  // of the host's, for the loop's thread
 
   // Null when the client does not reconnect. It outlives the connection, whose events it takes, and
   // is stopped before the connection goes, which it drives.

@@ -33,8 +33,8 @@ void mqtt_client_paho::connect_initially() {
     loop_->note_attempt();
   }
   try {
-    const auto addresses = look_up_name(host_, began + connect_timeout_, [] { return false; });
-    try_both_versions(addresses.front(), deadline);
+    const auto addresses = look_up(began + connect_timeout_, [] { return false; });
+    try_all(addresses, began + connect_timeout_, deadline);
     if (is_connected()) {
       connect_duration_ms_ =
           std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began).count();
@@ -42,6 +42,30 @@ void mqtt_client_paho::connect_initially() {
   } catch (...) {
     first_connect_pending_ = false;
     first_attempt_failed(std::current_exception(), deadline);
+  }
+}
+
+std::vector<std::string> mqtt_client_paho::look_up(clock::time_point deadline,
+                                                   const std::function<bool()>& given_up) const {
+  auto addresses = look_up_name(host_, deadline, given_up);
+  if (connection_.chooses_address_itself()) {
+    addresses.resize(1);
+  }
+  return addresses;
+}
+
+// The next address is only for when nobody was there, and soon.
+void mqtt_client_paho::try_all(const std::vector<std::string>& addresses,
+                               clock::time_point patience, clock::time_point deadline) {
+  for (const auto& address : addresses) {
+    try {
+      try_both_versions(address, deadline);
+      return;
+    } catch (const exceptions::tcp_tls_connect_failure&) {
+      if (&address == &addresses.back() || clock::now() >= patience) {
+        throw;
+      }
+    }
   }
 }
 
@@ -71,7 +95,12 @@ void mqtt_client_paho::make_first_attempt(const std::string& address, clock::tim
   first_connect_pending_ = true;
   auto connected = initial_connect_promise_.get_future();
   attempt_began_ = clock::now().time_since_epoch().count();
-  connection_.connect(address);
+  try {
+    connection_.connect(address);
+  } catch (...) {
+    attempt_began_ = 0;
+    throw;
+  }
   log_->log(severity::debug, "Wait for initial connection attempt.");
   if (!await_first_attempt(connected, deadline)) {
     throw exceptions::tcp_connection_timeout();
@@ -106,7 +135,7 @@ void mqtt_client_paho::first_attempt_failed(const std::exception_ptr& failure,
     std::rethrow_exception(failure);
   }
   log_failure(severity::warning, "Connection attempt failed: ", failure);
-  loop_->connection_lost();
+  loop_->look_after();  // which also serves one that has succeeded just after its time
 }
 
 void mqtt_client_paho::on_connect_success(const std::string& server_uri,
@@ -153,26 +182,46 @@ void mqtt_client_paho::attempt_to_connect() {
   const clock::rep began = attempt_began_;
   const clock::time_point overdue =
       clock::time_point(clock::duration(began)) + longest_connecting(connect_timeout_.count()) + 5s;
-  if (began != 0 && clock::now() < overdue) {
+  if ((began != 0 && clock::now() < overdue) || connection_.library_says_connected()) {
     return;
   }
   const auto given_up = [this] { return loop_->is_stopping(); };
   connection_.explain_failure(clock::now() + longest_diagnosis, given_up);
   try {
-    const auto addresses = look_up_name(host_, clock::now() + connect_timeout_, given_up);
-    attempt_began_ = clock::now().time_since_epoch().count();
+    const auto addresses = look_up(clock::now() + connect_timeout_, given_up);
+    const auto patience = clock::now() + connect_timeout_;
     // A broker of several addresses may have lost the one that comes first.
-    if (!connection_.reconnect(addresses[reconnect_attempts_++ % addresses.size()])) {
-      attempt_began_ = 0;
+    for (std::size_t tried = 0; tried < addresses.size() && !is_connected() && !given_up();
+         ++tried) {
+      const auto& address = addresses[next_address_ % addresses.size()];
+      make_further_attempt(address);
+      if (!is_connected() && connection_.is_version_in_doubt() && !given_up()) {
+        make_further_attempt(address);
+      }
+      next_address_ += is_connected() ? 0 : 1;  // what has worked is what comes first next time
+      if (clock::now() >= patience) {
+        break;
+      }
     }
   } catch (const exceptions::mqtt_failure& failure) {
-    attempt_began_ = 0;
     log_->log(severity::warning, std::string("Connection attempt failed: ") + failure.what());
-    return;
   }
-  for (int i = 0; i < 50 && attempt_began_ != 0 && !loop_->is_stopping(); ++i) {
-    connection_.wake_library();
-    std::this_thread::sleep_for(10ms);
+}
+
+// Ends with the attempt, or with the client.
+void mqtt_client_paho::make_further_attempt(const std::string& address) {
+  const auto began = clock::now();
+  const auto deadline = began + connect_timeout_ + 1s;
+  attempt_began_ = began.time_since_epoch().count();
+  if (!connection_.reconnect(address)) {
+    attempt_began_ = 0;
+  }
+  while (attempt_began_ != 0 && !loop_->is_stopping() && clock::now() < deadline) {
+    const bool early = clock::now() - began < 500ms;
+    if (early) {
+      connection_.wake_library();
+    }
+    std::this_thread::sleep_for(early ? 5ms : 20ms);
   }
 }
 

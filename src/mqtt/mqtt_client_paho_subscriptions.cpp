@@ -154,25 +154,42 @@ bool mqtt_client_paho::renew_subscriptions() {
 }
 
 void mqtt_client_paho::renew_batch(const std::vector<std::string>& filters) {
-  const auto deadline = clock::now() + connect_timeout_;
-  const auto connection = subscriptions_.current_connection();
   std::vector<std::pair<std::string, paho_connection::operation_ptr>> asked;
-  for (const auto& filter : filters) {
-    if (subscriptions_.has_entries(filter)) {
-      asked.emplace_back(filter, connection_.subscribe(filter));
+  try {
+    const auto deadline = clock::now() + connect_timeout_;
+    const auto connection = subscriptions_.current_connection();
+    for (const auto& filter : filters) {
+      if (subscriptions_.has_entries(filter)) {
+        asked.emplace_back(filter, connection_.subscribe(filter));
+      }
     }
+    for (const auto& [filter, operation] : asked) {
+      renew(filter, operation, connection, deadline);
+    }
+  } catch (const exceptions::mqttasync_disconnected&) {
+    std::vector<std::string> unanswered;
+    for (const auto& [filter, operation] : asked) {
+      if (operation->current() == pending_operation::state::disconnected) {
+        unanswered.push_back(filter);
+      }
+    }
+    subscriptions_.suspect(unanswered);
+    throw;
   }
-  for (const auto& [filter, operation] : asked) {
-    try {
-      await_subscription(operation, filter, connection, deadline);
-    } catch (const exceptions::mqttasync_disconnected&) {
-      subscriptions_.suspect(filters);
-      throw;
-    } catch (const exceptions::mqtt_failure& failure) {
-      subscriptions_.set_failed(filter, connection, failure.message());
-      log_->log(severity::error,
-                "Subscription to '" + filter + "' could not be renewed: " + failure.what());
-    }
+}
+
+void mqtt_client_paho::renew(const std::string& filter,
+                             const paho_connection::operation_ptr& operation,
+                             subscription_registry::connection_number connection,
+                             clock::time_point deadline) {
+  try {
+    await_subscription(operation, filter, connection, deadline);
+  } catch (const exceptions::mqttasync_disconnected&) {
+    throw;
+  } catch (const exceptions::mqtt_failure& failure) {
+    subscriptions_.set_failed(filter, connection, failure.message());
+    log_->log(severity::error,
+              "Subscription to '" + filter + "' could not be renewed: " + failure.what());
   }
 }
 

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -28,7 +29,16 @@ void require(int status, const std::string& host) {
   }
 }
 
-/// One question to the name servers. Ends with the object, answered or not.
+// Nobody has answered, as against: the answer is no.
+bool is_unanswered(int status) {
+  return status == ARES_ETIMEOUT || status == ARES_ECANCELLED || status == ARES_EDESTRUCTION;
+}
+
+/// How long to wait for the other kind of address when one is known.
+constexpr auto grace = 500ms;
+
+/// A name put to the name servers, once for each kind of address: some servers answer the one and
+/// ignore the other. Ends with the object, answered or not.
 class question {
  public:
   explicit question(const std::string& host) {
@@ -38,10 +48,12 @@ class question {
     options.sock_state_cb = on_socket;
     options.sock_state_cb_data = this;
     require(ares_init_options(&channel_, &options, ARES_OPT_SOCK_STATE_CB), host);
-    ares_addrinfo_hints hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    ares_getaddrinfo(channel_, host.c_str(), nullptr, &hints, on_answer, this);
+    for (const int family : {AF_INET, AF_INET6}) {
+      ares_addrinfo_hints hints{};
+      hints.ai_family = family;
+      hints.ai_socktype = SOCK_STREAM;
+      ares_getaddrinfo(channel_, host.c_str(), nullptr, &hints, on_answer, this);
+    }
   }
   ~question() { ares_destroy(channel_); }
   question(const question&) = delete;
@@ -64,17 +76,30 @@ class question {
     }
   }
 
-  /// How it ended; nothing while it has not.
-  [[nodiscard]] std::optional<int> status() const { return status_; }
-  /// What the servers know; empty when it ended otherwise.
-  [[nodiscard]] const std::vector<std::string>& addresses() const { return addresses_; }
+  /// Both kinds have been answered, or one with an address and the other is not worth waiting for.
+  [[nodiscard]] bool is_answered() const {
+    return open_ == 0 || (found_at_ && clock::now() >= *found_at_ + grace);
+  }
+  /// Why there is no address: what the servers say, if they say anything.
+  [[nodiscard]] int status() const { return open_ == 0 ? status_ : int{ARES_ETIMEOUT}; }
+  /// What the servers know, IPv4 first.
+  [[nodiscard]] std::vector<std::string> addresses() const {
+    auto all = addresses_;
+    std::stable_partition(all.begin(), all.end(), is_ipv4);
+    return all;
+  }
 
  private:
   static void on_answer(void* self, int status, int /*timeouts*/, ares_addrinfo* addresses) {
     auto& asked = *static_cast<question*>(self);
-    asked.status_ = status;
+    --asked.open_;
+    if (asked.status_ == ARES_SUCCESS || is_unanswered(status)) {
+      asked.status_ = status;
+    }
     if (addresses != nullptr) {
-      asked.addresses_ = to_numeric_addresses(addresses->nodes);
+      const auto known = to_numeric_addresses(addresses->nodes);
+      asked.addresses_.insert(asked.addresses_.end(), known.begin(), known.end());
+      asked.found_at_ = clock::now();
       ares_freeaddrinfo(addresses);
     }
   }
@@ -90,8 +115,10 @@ class question {
 
   ares_channel channel_{};
   std::map<ares_socket_t, short> sockets_;
-  std::optional<int> status_;
+  int open_ = 2;
+  int status_ = ARES_SUCCESS;
   std::vector<std::string> addresses_;
+  std::optional<clock::time_point> found_at_;
 };
 
 bool is_address(const std::string& host) {
@@ -105,11 +132,6 @@ std::string without_brackets(const std::string& host) {
   return bracketed ? host.substr(1, host.size() - 2) : host;
 }
 
-// Nobody has answered, as against: the answer is no.
-bool is_unanswered(int status) {
-  return status == ARES_ETIMEOUT || status == ARES_ECANCELLED || status == ARES_EDESTRUCTION;
-}
-
 }  // namespace
 
 std::vector<std::string> look_up_name(const std::string& host, clock::time_point deadline,
@@ -121,11 +143,14 @@ std::vector<std::string> look_up_name(const std::string& host, clock::time_point
   if (is_address(name)) {
     return {name};
   }
+  if (name == "localhost") {  // RFC 6761, section 6.3: whatever anybody says
+    return {"127.0.0.1", "::1"};
+  }
   question asked(name);
-  while (!asked.status() && !given_up() && clock::now() < deadline) {
+  while (!asked.is_answered() && !given_up() && clock::now() < deadline) {
     asked.proceed();
   }
-  const int status = asked.status().value_or(ARES_ETIMEOUT);
+  const int status = asked.status();
   auto addresses = asked.addresses();
   if (addresses.empty() && !is_unanswered(status)) {
     addresses = ask_system(name, deadline, given_up);

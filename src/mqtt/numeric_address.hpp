@@ -10,6 +10,10 @@
 
 namespace brunvik::monitoring_modules::mqtt {
 
+inline bool is_ipv4(const std::string& address) {
+  return address.find(':') == std::string::npos;
+}
+
 /// The addresses of a list of `addrinfo`, or of what looks like it, as text, IPv4 first.
 template <class Node>
 std::vector<std::string> to_numeric_addresses(const Node* first) {
@@ -22,9 +26,7 @@ std::vector<std::string> to_numeric_addresses(const Node* first) {
       addresses.emplace_back(text.data());
     }
   }
-  std::stable_partition(addresses.begin(), addresses.end(), [](const std::string& address) {
-    return address.find(':') == std::string::npos;
-  });
+  std::stable_partition(addresses.begin(), addresses.end(), is_ipv4);
   return addresses;
 }
 

@@ -45,21 +45,15 @@ void paho_connection::callbacks::connect_success(void* context, MQTTAsync_succes
     return;
   }
   event.connection.set_connected(true);
-  event.connection.version_proven_ = true;
+  event.connection.choose_version(false);
   const char* uri = data == nullptr ? nullptr : data->alt.connect.serverURI;
   event.connection.events_.on_connect_success(uri == nullptr ? "" : uri,
                                               data == nullptr ? 0 : data->alt.connect.MQTTVersion);
 }
 
-// A version that has been accepted once is left only for a clear word.
-void paho_connection::choose_version(int code, std::string_view text) noexcept {
-  version_in_doubt_ =
-      code == unacceptable_protocol_version || (may_be_closed_by_broker(text) && !version_proven_);
-  if (version_in_doubt_) {
-    version_ = version_ == MQTTVERSION_3_1_1 ? MQTTVERSION_3_1 : MQTTVERSION_3_1_1;
-  } else if (!version_proven_) {
-    version_ = MQTTVERSION_3_1_1;
-  }
+void paho_connection::choose_version(bool older_may_do) noexcept {
+  version_in_doubt_ = older_may_do && version_ == MQTTVERSION_3_1_1;
+  version_ = version_in_doubt_ ? MQTTVERSION_3_1 : MQTTVERSION_3_1_1;
 }
 
 void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failureData* data) {
@@ -69,7 +63,8 @@ void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failur
   }
   const int code = data == nullptr ? -1 : data->code;
   const char* text = data == nullptr ? nullptr : data->message;
-  event.connection.choose_version(code, text == nullptr ? "" : text);
+  event.connection.choose_version(code == unacceptable_protocol_version ||
+                                  may_be_closed_by_broker(text == nullptr ? "" : text));
   // A certificate that does not verify is told by the TLS library alone, or by nobody.
   const std::string tls_error = event.connection.take_tls_error();
   event.connection.unexplained_ = tls_error.empty();

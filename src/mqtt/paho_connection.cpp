@@ -55,6 +55,10 @@ paho_connection::paho_connection(const mqtt_client_settings& settings, std::stri
       uses_tls_(settings.tls.mode == tls_settings::tls_mode::on),
       server_uri_(make_server_uri(settings)),
       version_(MQTTVERSION_3_1_1) {
+  if (!waker_->works()) {
+    log_->log(severity::warning,
+              "There is no loopback connection to be had: times may be up to two seconds too long");
+  }
   require_no_nul(settings, client_id_);
   MQTTAsync_createOptions create_options = make_create_options();
   log_->log(severity::info,

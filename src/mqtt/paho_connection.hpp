@@ -9,7 +9,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <string_view>
 
 #include "mqtt/client_log.hpp"
 #include "mqtt/library_waker.hpp"
@@ -57,12 +56,14 @@ class paho_connection {
   /// without brackets: the library would hold its lock while it asks for one. Only with TLS it is
   /// given the name all the same, which it compares with the certificate.
   void connect(const std::string& address);
+  [[nodiscard]] bool chooses_address_itself() const noexcept { return uses_tls_; }
   /// Starts another attempt. Its outcome comes as an event as well, unless the library refuses to
   /// make one, which is logged and told by the result.
   bool reconnect(const std::string& address);
 
-  /// Whether the last attempt has failed in a way that another version of the protocol may mend.
-  /// The next attempt uses it: 3.1 after 3.1.1, or the reverse.
+  /// Whether the last attempt has failed in a way that the older version of the protocol may mend.
+  /// The next attempt uses it, and the one after that does not: 3.1 knows no refused subscription,
+  /// so it is good enough only for a broker that does not take 3.1.1.
   [[nodiscard]] bool is_version_in_doubt() const noexcept { return version_in_doubt_; }
 
   /// Has the library look at its connections at once (library_waker.hpp), without waiting for it or
@@ -104,7 +105,7 @@ class paho_connection {
   void set_connected(bool connected) noexcept;
   void end_operations(void (pending_operation::*end)() noexcept) noexcept;
   int start_connecting(const std::string& address);
-  void choose_version(int code, std::string_view text) noexcept;
+  void choose_version(bool older_may_do) noexcept;
   void lose(const std::string& cause) noexcept;
   void disconnect() noexcept;
   void remember_tls_error(std::string text) noexcept;
@@ -123,9 +124,8 @@ class paho_connection {
   void* handle_ = nullptr;  // the library's
 
   std::atomic<bool> connected_{false};
-  std::atomic<bool> unexplained_{false};  // the last attempt has failed without words
-  std::atomic<int> version_;              // of the protocol, for the next attempt
-  std::atomic<bool> version_proven_{false};
+  std::atomic<bool> unexplained_{false};       // the last attempt has failed without words
+  std::atomic<int> version_;                   // of the protocol, for the next attempt
   std::atomic<bool> version_in_doubt_{false};  // since the last attempt
   std::atomic<bool> closing_{false};           // no event any more
   std::atomic<int> callbacks_running_{0};

@@ -62,8 +62,8 @@ paho_options::paho_options(const mqtt_client_settings& settings, client_log& log
     : connect(MQTTAsync_connectOptions_initializer),
       tls(MQTTAsync_SSLOptions_initializer),
       user_name_(settings.user_name),
-      password_(settings.password.reveal()),
-      client_key_password_(settings.tls.client_key_password.reveal()),
+      password_{std::string(settings.password.reveal())},
+      client_key_password_{std::string(settings.tls.client_key_password.reveal())},
       ca_certificate_(when_tls(settings, settings.tls.ca_certificate)),
       client_certificate_(when_tls(settings, settings.tls.client_certificate)),
       client_key_(when_tls(settings, settings.tls.client_key)) {
@@ -73,9 +73,8 @@ paho_options::paho_options(const mqtt_client_settings& settings, client_log& log
   }
 }
 
-paho_options::~paho_options() {
-  libkavuhelper::settings::wipe(password_);
-  libkavuhelper::settings::wipe(client_key_password_);
+paho_options::wiped_text::~wiped_text() {
+  libkavuhelper::settings::wipe(text);
 }
 
 void paho_options::set_connection(const mqtt_client_settings& settings) {
@@ -84,7 +83,7 @@ void paho_options::set_connection(const mqtt_client_settings& settings) {
   connect.cleansession = settings.clean_session ? 1 : 0;
   connect.maxInflight = any_number_in_flight;
   connect.username = user_name_.c_str();
-  connect.password = password_.c_str();
+  connect.password = password_.text.c_str();
   connect.connectTimeout =
       static_cast<int>(clamp_connect_timeout(settings.connect_timeout).count());
   connect.retryInterval = 0;
@@ -114,9 +113,9 @@ void paho_options::set_tls(client_log& log) {
     // Without one the library looks for the key in the certificate's own file.
     tls.privateKey = client_key_.name();
     // Without one, be it empty, somebody may be asked at the terminal.
-    tls.privateKeyPassword = client_key_password_.c_str();
+    tls.privateKeyPassword = client_key_password_.text.c_str();
     require_readable_key(tls.privateKey != nullptr ? tls.privateKey : tls.keyStore,
-                         client_key_password_);
+                         client_key_password_.text);
   }
 }
 

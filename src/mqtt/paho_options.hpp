@@ -29,8 +29,6 @@ class paho_options {
  public:
   /// Logs what is used. Throws when a certificate cannot be handed over.
   paho_options(const mqtt_client_settings& settings, client_log& log);
-  ~paho_options();
-
   paho_options(const paho_options&) = delete;
   paho_options& operator=(const paho_options&) = delete;
 
@@ -42,9 +40,15 @@ class paho_options {
   void set_connection(const mqtt_client_settings& settings);
   void set_tls(client_log& log);
 
+  /// A secret as the library wants it.
+  struct wiped_text {
+    ~wiped_text();
+    std::string text;
+  };
+
   std::string user_name_;
-  std::string password_;
-  std::string client_key_password_;
+  wiped_text password_;
+  wiped_text client_key_password_;
   pem_file ca_certificate_;
   pem_file client_certificate_;
   pem_file client_key_;

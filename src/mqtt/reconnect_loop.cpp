@@ -100,7 +100,7 @@ void reconnect_loop::run() noexcept {
         continue;
       }
       lock.unlock();
-      succeeds([&] { return target_.verify_connection(), true; });
+      verify();
       lock.lock();
     } else if (!stopping_) {
       in_progress_ = true;
@@ -126,6 +126,7 @@ void reconnect_loop::reconnect() noexcept {
     if (renew()) {
       return;
     }
+    verify();
     // A filter that the broker refuses is asked for again, but not all the time.
     const bool lost =
         wait_until(clock::now() + delay_after(renewals++), [&] { return losses_ != before; });
@@ -166,6 +167,10 @@ bool reconnect_loop::renew() noexcept {
   const bool renewed = succeeds([&] { return target_.renew_subscriptions(); });
   const std::lock_guard lock(mutex_);
   return renewed && !wanted_;
+}
+
+void reconnect_loop::verify() noexcept {
+  succeeds([&] { return target_.verify_connection(), true; });
 }
 
 // True when it has ended by the predicate, which is asked with the mutex held.

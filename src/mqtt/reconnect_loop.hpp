@@ -61,6 +61,7 @@ class reconnect_loop {
   void reconnect() noexcept;
   bool connect(std::size_t attempt) noexcept;
   bool renew() noexcept;
+  void verify() noexcept;
   std::uint64_t losses() const noexcept;
 
   template <class Predicate>

@@ -206,7 +206,8 @@ void subscription_registry::suspect(const std::vector<std::string>& filters) {
     const std::lock_guard lock(mutex_);
     for (const auto& filter : filters) {
       const auto found = filters_.find(filter);
-      if (found != filters_.end() && !found->second.granted && found->second.suspicion.grow()) {
+      if (found != filters_.end() && !found->second.granted &&
+          found->second.suspicion.grow(others_were_granted_)) {
         caught.push_back(filter);
       }
     }
@@ -243,6 +244,8 @@ subscription_registry::connection_number subscription_registry::current_connecti
 void subscription_registry::connection_lost() {
   const std::lock_guard lock(mutex_);
   ++connection_;
+  others_were_granted_ = std::any_of(filters_.begin(), filters_.end(),
+                                     [](const auto& entry) { return entry.second.granted; });
   abandoned_.clear();  // a clean session: the broker has forgotten them too
   for (auto& [filter, state] : filters_) {
     state.granted = false;

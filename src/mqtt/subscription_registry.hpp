@@ -103,6 +103,7 @@ class subscription_registry {
   std::shared_ptr<const routes> routes_;  // what dispatch walks; null when filters_ has changed
   std::unordered_set<std::string> abandoned_;
   connection_number connection_ = 0;
+  bool others_were_granted_ = false;  // some filters, on the connection that was lost last
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt

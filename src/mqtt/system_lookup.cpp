@@ -1,7 +1,7 @@
 #include "mqtt/system_lookup.hpp"
 
 #include <memory>
-#include <thread>
+#include <mutex>
 
 #include "mqtt/numeric_address.hpp"
 
@@ -40,6 +40,16 @@ bool is_answered(std::unique_ptr<question>& asked, clock::time_point /*deadline*
   return getaddrinfo(request.ar_name, nullptr, request.ar_request, &request.ar_result) == 0;
 }
 #else
+/// The C library still writes to a question that is given up. It goes when somebody else asks after
+/// its end, or never: what is kept here outlives the module.
+void leave_behind(std::unique_ptr<question> asked) {
+  static std::mutex mutex;
+  static auto& left = *new std::vector<std::unique_ptr<question> >;
+  const std::lock_guard lock(mutex);
+  std::erase_if(left, [](const auto& each) { return gai_error(&each->request) != EAI_INPROGRESS; });
+  left.push_back(std::move(asked));
+}
+
 bool is_answered(std::unique_ptr<question>& asked, clock::time_point deadline,
                  const std::function<bool()>& given_up) {
   gaicb* request = &asked->request;
@@ -51,7 +61,7 @@ bool is_answered(std::unique_ptr<question>& asked, clock::time_point deadline,
       const timespec slice{.tv_sec = 0, .tv_nsec = std::chrono::nanoseconds(20ms).count()};
       gai_suspend(&request, 1, &slice);
     } else if (gai_cancel(request) == EAI_NOTCANCELED) {
-      static_cast<void>(asked.release());  // the C library still writes to it
+      leave_behind(std::move(asked));
       return false;
     }
   }

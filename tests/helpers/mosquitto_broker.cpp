@@ -72,11 +72,7 @@ std::string mosquitto_broker::configuration() const {
   for (const auto& line : options_.extra) {
     text << line << '\n';
   }
-  std::vector<std::string> addresses{"127.0.0.1"};
-  if (options_.ipv6) {
-    addresses.emplace_back("::1");
-  }
-  for (const auto& address : addresses) {
+  for (const auto& address : options_.addresses) {
     text << "listener " << port_ << ' ' << address << '\n';
     if (options_.tls) {
       const auto& tls = *options_.tls;
@@ -125,7 +121,8 @@ bool mosquitto_broker::try_start() {
   // It says so when all its listeners are open; a connection alone could be somebody else's.
   const bool in_time = eventually([&] {
     return !process_->running() ||
-           (new_text().find(" running\n") != std::string::npos && accepts_connections(port_));
+           (new_text().find(" running\n") != std::string::npos &&
+            (options_.addresses.front() != "127.0.0.1" || accepts_connections(port_)));
   });
   if (in_time && process_->running()) {
     return true;

@@ -38,8 +38,8 @@ struct mosquitto_options {
   std::optional<int> max_queued_messages = 0;
   /// Sessions and retained messages outlive `restart()`.
   bool persistence = false;
-  /// Listens on ::1 too, on the same ports.
-  bool ipv6 = false;
+  /// Where it listens, on the same ports.
+  std::vector<std::string> addresses = {"127.0.0.1"};
   /// Whether the log tells every packet. Switch it off for floods.
   bool log_packets = true;
   /// Further lines of the configuration, as they stand.

@@ -107,6 +107,18 @@ TEST_F(misbehaving_broker_test, the_older_protocol_is_tried_only_where_it_may_he
     }
     EXPECT_EQ(levels, each.levels);
   }
+  // The older one is no habit: it knows no refused subscription.
+  auto settings = settings_for(broker_.port());
+  settings.automatic_reconnect = true;
+  broker_.forget_packets();
+  broker_.add({.at = step::connect_received, .action = fault::close{}, .times = 3});
+  const auto client = make(settings);
+  ASSERT_TRUE(eventually([&] { return client->is_connected(); }));
+  broker_.drop();
+  const auto is_back = [&] { return broker_.count(step::connack_sent) == 2; };
+  EXPECT_TRUE(broker_.wait_for(is_back));
+  EXPECT_EQ(broker_.packets(step::connect_received).back().packet.protocol_level, 4);
+
   broker_.add({.at = step::connect_received, .action = fault::refuse{.code = 1}, .times = 1});
   broker_.add({.at = step::connect_received, .action = fault::refuse{.code = 5}, .times = 1});
   EXPECT_EQ(failure_key([&] { connect(5); }), "error.unacceptable_protocol_version");

@@ -16,16 +16,17 @@ using namespace std::chrono_literals;
 
 class reconnect_loop_test : public testing::Test, protected reconnectable {
  protected:
-  ~reconnect_loop_test() override { loop_.stop(); }
+  void TearDown() override { loop_.stop(); }
 
   void attempt_to_connect() override { on_attempt_(++attempts_); }
   bool renew_subscriptions() override { return on_renewal_(++renewals_); }
-  void verify_connection() override {}
+  void verify_connection() override { on_verification_(); }
 
   std::atomic<int> attempts_{0};
   std::atomic<int> renewals_{0};
   std::function<void(int)> on_attempt_ = [this](int) { loop_.connected(); };
   std::function<bool(int)> on_renewal_ = [](int) { return true; };
+  std::function<void()> on_verification_ = [] {};
   reconnect_loop loop_{*this, std::make_shared<client_log>("client")};
 };
 
@@ -62,6 +63,14 @@ TEST_F(reconnect_loop_test, what_happens_during_a_renewal_is_not_overlooked) {
   loop_.connection_lost();
   EXPECT_TRUE(eventually([&] { return renewals_ == 3 && !loop_.is_in_progress(); }));
   EXPECT_EQ(attempts_, 2);
+}
+
+// Nobody has told of the loss; the renewal that fails is the first to meet it.
+TEST_F(reconnect_loop_test, a_loss_that_only_verifying_finds_is_answered) {
+  on_renewal_ = [](int renewal) { return renewal > 1; };
+  on_verification_ = [this] { loop_.connection_lost(); };
+  loop_.connection_lost();
+  EXPECT_TRUE(eventually([&] { return attempts_ == 2 && renewals_ == 2; }));
 }
 
 // The third attempt is followed by five seconds without another, unless it succeeds.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <stdexcept>
 
@@ -135,9 +136,9 @@ TEST_F(subscription_registry_test, nobody_is_served_after_removal) {
 // A broker that cuts the connection at one of a hundred filters, which is found by asking for ever
 // fewer at once.
 TEST_F(subscription_registry_test, a_filter_that_costs_the_connection_is_found_and_held_back) {
-  std::vector<std::shared_ptr<topic_subscription>> all;
-  for (int i = 0; i < 100; ++i) {
-    all.push_back(add("f/" + std::to_string(i)));
+  std::array<std::shared_ptr<topic_subscription>, 100> all;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    all[i] = add("f/" + std::to_string(i));
   }
   const auto renew = [&] {  // false when the connection dies
     for (const auto& group : registry_.pending_filters()) {

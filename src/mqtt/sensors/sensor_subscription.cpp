@@ -67,7 +67,7 @@ bool sensor_subscription::require_flowing() {
     throw exceptions::connection_lost();
   }
   connection_ = client_->require_subscribed(subscription_->topic());
-  return !before || before == connection_;
+  return before == connection_;
 }
 
 }  // namespace brunvik::monitoring_modules::mqtt

@@ -34,8 +34,8 @@ class sensor_subscription {
   sensor_subscription& operator=(const sensor_subscription&) = delete;
 
   /// Throws unless messages are flowing. Otherwise tells whether they have been ever since the last
-  /// call: not if the connection was lost and has come back without a call that threw. Does not
-  /// wait. [host-thread], one at a time
+  /// call that has not thrown, or since the subscription: what has been received is complete only
+  /// then. Does not wait. [host-thread], one at a time
   bool require_flowing();
 
  private:
