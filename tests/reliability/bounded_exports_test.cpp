@@ -164,6 +164,7 @@ TEST(every_export, returns_in_time_whatever_the_broker_does) {
   const auto all = misdeeds();
   std::atomic<std::size_t> next = 0;
   std::vector<std::jthread> workers;
+  workers.reserve(60);
   for (int worker = 0; worker < 60; ++worker) {
     workers.emplace_back([&] {
       for (std::size_t number = next++; number < all.size(); number = next++) {

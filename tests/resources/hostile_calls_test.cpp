@@ -126,6 +126,7 @@ TEST(hostile_calls, from_eight_threads_at_once_do_no_harm) {
         host.functions().initialize_module(reinterpret_cast<std::uint64_t>(&received), receive),
         KAVU_OK);
     std::vector<caller> callers;
+    callers.reserve(threads);
     for (unsigned number = 0; number < threads; ++number) {
       callers.emplace_back(host.functions(), messages, life * threads + number);
     }
