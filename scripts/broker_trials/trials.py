@@ -269,6 +269,19 @@ def large_payload(clients):
     return _counted(clients, "trial/large", "trial/large", "x" * 1_000_000)
 
 
+@trial("Nothing published for half a minute")
+def quiet(clients):
+    """The module asks a quiet broker whether it is still there, which must not disturb it."""
+    with clients.counting("trial/quiet") as sensor:
+        end = time.monotonic() + 35
+        while time.monotonic() < end:
+            report = sensor.scan()
+            if not report["ok"] or "message" in report:
+                return "lost"
+        clients.publish("trial/quiet", "still")
+        return _yes(sensor.until_bytes(5) == (1, 5), "not received")
+
+
 @trial("Killed and started again")
 def killed(clients):
     topic = "trial/again"

@@ -83,6 +83,7 @@ mqtt_client_paho::~mqtt_client_paho() {
 }
 
 void mqtt_client_paho::on_message(std::shared_ptr<received_message> message) noexcept {
+  arrived_.store(true, std::memory_order_relaxed);
   subscriptions_.dispatch(message);
 }
 

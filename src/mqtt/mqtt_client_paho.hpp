@@ -66,6 +66,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void attempt_to_connect() override;
   bool renew_subscriptions() override;
   void verify_connection() override;
+  bool is_answering();
 
   void connect_initially();
   std::vector<std::string> look_up(clock::time_point deadline,
@@ -111,7 +112,10 @@ class mqtt_client_paho final : public mqtt_client_interface,
   std::atomic<std::int64_t> connect_duration_ms_{-1};
   // When the attempt under way began, in ticks of the clock; 0 when none is.
   std::atomic<clock::rep> attempt_began_{0};
-  std::size_t next_address_ = 0;  // of the host's, for the loop's thread
+  std::size_t next_address_ = 0;      // of the host's, for the loop's thread
+  std::atomic<bool> arrived_{false};  // a message, since the loop's thread last looked
+  clock::time_point quiet_since_ = clock::now();
+  std::chrono::seconds patience_{30};  // with a broker that has been asked whether it is there
 
   // Null when the client does not reconnect. It outlives the connection, whose events it takes, and
   // is stopped before the connection goes, which it drives.

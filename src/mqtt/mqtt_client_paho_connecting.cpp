@@ -18,6 +18,12 @@ namespace {
 
 /// How long to look for the reason of a failed attempt.
 constexpr auto longest_diagnosis = 2s;
+/// How long nothing may arrive before the broker is asked whether it is there, and how long it may
+/// take to answer: more each time, since the answer may stand behind a long message on a slow line.
+constexpr auto longest_quiet = 20s;
+constexpr std::chrono::seconds shortest_patience = 30s;
+constexpr std::chrono::seconds longest_patience = 300s;
+constexpr const char* nobodys_filter = "$kavu/is-anybody-there";
 
 std::string with_cause(const char* event, const std::string& cause) {
   return cause.empty() ? event : std::string(event) + " - Cause: " + cause;
@@ -226,9 +232,36 @@ void mqtt_client_paho::make_further_attempt(const std::string& address) {
 }
 
 void mqtt_client_paho::verify_connection() {
-  if (is_connected() && !connection_.library_says_connected()) {
-    connection_.report_loss();
+  if (!is_connected()) {
+    return;
   }
+  if (!connection_.library_says_connected()) {
+    connection_.report_loss();
+  } else if (!is_answering()) {
+    log_->log(severity::warning, "The broker does not answer any more.");
+    connection_.break_off();
+  }
+}
+
+// A network that is gone and a broker that is stopped end no connection. The keep-alive interval
+// would find that out after minutes, whose counts would pass for quiet ones. So whenever nothing
+// has arrived for a while something is asked: the end of a subscription that nobody has, which
+// every broker acknowledges (MQTT 3.1.1, section 3.10.4).
+bool mqtt_client_paho::is_answering() {
+  const auto now = clock::now();
+  if (arrived_.exchange(false)) {
+    quiet_since_ = now;
+  }
+  if (now < quiet_since_ + longest_quiet) {
+    return true;
+  }
+  quiet_since_ = now;
+  const auto asked = connection_.unsubscribe(nobodys_filter);
+  const bool answered =
+      await(asked, now + patience_) != pending_operation::state::running || arrived_;
+  const bool soon = clock::now() < now + shortest_patience;
+  patience_ = soon ? shortest_patience : std::min(2 * patience_, longest_patience);
+  return answered;
 }
 
 void mqtt_client_paho::log_failure(int severity, const char* what,

@@ -173,6 +173,11 @@ void paho_connection::report_loss() noexcept {
   lose("");
 }
 
+void paho_connection::break_off() noexcept {
+  disconnect();
+  lose("The broker does not answer.");
+}
+
 void paho_connection::lose(const std::string& cause) noexcept {
   connected_ = false;
   if (!closing_) {

@@ -84,6 +84,8 @@ class paho_connection {
   [[nodiscard]] bool library_says_connected();
   /// The end of the connection, told by somebody else than the library.
   void report_loss() noexcept;
+  /// Ends the connection, and reports it. Takes half a second when the broker does not answer.
+  void break_off() noexcept;
 
   /// Requests to the broker. They end as disconnected when the connection is lost.
   operation_ptr subscribe(const std::string& filter);
