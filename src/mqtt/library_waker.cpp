@@ -120,7 +120,10 @@ std::shared_ptr<library_waker> library_waker::shared() {
   static std::weak_ptr<library_waker> existing;
   const std::lock_guard lock(mutex);
   auto waker = existing.lock();
-  if (waker == nullptr || !waker->works()) {
+  static auto next_try = std::chrono::steady_clock::time_point{};
+  const auto now = std::chrono::steady_clock::now();
+  if (waker == nullptr || (!waker->works() && now >= next_try)) {
+    next_try = now + 1min;
     waker = std::make_shared<library_waker>();
     existing = waker;
   }

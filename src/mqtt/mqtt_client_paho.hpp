@@ -74,9 +74,10 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void try_all(const std::vector<std::string>& addresses, clock::time_point patience,
                clock::time_point deadline);
   void try_both_versions(const std::string& address, clock::time_point deadline);
-  bool succeeds_in_other_version(const std::string& address, clock::time_point deadline);
-  void make_first_attempt(const std::string& address, clock::time_point deadline);
-  void make_further_attempt(const std::string& address);
+  bool succeeds_in_older_version(const std::string& address, clock::time_point deadline);
+  void make_first_attempt(const std::string& address, protocol version, clock::time_point deadline);
+  void make_further_attempts(const std::string& address);
+  void make_further_attempt(const std::string& address, protocol version);
   bool await_first_attempt(std::future<void>& ended, clock::time_point deadline);
   void first_attempt_failed(const std::exception_ptr& failure, clock::time_point deadline);
   void log_failure(int severity, const char* what, const std::exception_ptr& failure) noexcept;

@@ -60,7 +60,7 @@ std::vector<std::string> mqtt_client_paho::look_up(clock::time_point deadline,
   return addresses;
 }
 
-// The next address is only for when nobody was there, and soon.
+// The next address is only for when the one before led to nobody who answers, and soon.
 void mqtt_client_paho::try_all(const std::vector<std::string>& addresses,
                                clock::time_point patience, clock::time_point deadline) {
   for (const auto& address : addresses) {
@@ -78,31 +78,32 @@ void mqtt_client_paho::try_all(const std::vector<std::string>& addresses,
 // When both fail, the reason of the first counts.
 void mqtt_client_paho::try_both_versions(const std::string& address, clock::time_point deadline) {
   try {
-    make_first_attempt(address, deadline);
+    make_first_attempt(address, protocol::mqtt_3_1_1, deadline);
   } catch (const exceptions::mqtt_failure&) {
-    if (!connection_.is_version_in_doubt() || !succeeds_in_other_version(address, deadline)) {
+    if (!connection_.is_version_in_doubt() || !succeeds_in_older_version(address, deadline)) {
       throw;
     }
   }
 }
 
-bool mqtt_client_paho::succeeds_in_other_version(const std::string& address,
+bool mqtt_client_paho::succeeds_in_older_version(const std::string& address,
                                                  clock::time_point deadline) {
   try {
-    make_first_attempt(address, deadline);
+    make_first_attempt(address, protocol::mqtt_3_1, deadline);
     return true;
   } catch (const exceptions::mqtt_failure&) {
     return false;
   }
 }
 
-void mqtt_client_paho::make_first_attempt(const std::string& address, clock::time_point deadline) {
+void mqtt_client_paho::make_first_attempt(const std::string& address, protocol version,
+                                          clock::time_point deadline) {
   initial_connect_promise_ = {};
   first_connect_pending_ = true;
   auto connected = initial_connect_promise_.get_future();
   attempt_began_ = clock::now().time_since_epoch().count();
   try {
-    connection_.connect(address);
+    connection_.connect(address, version);
   } catch (...) {
     attempt_began_ = 0;
     throw;
@@ -197,29 +198,31 @@ void mqtt_client_paho::attempt_to_connect() {
     const auto addresses = look_up(clock::now() + connect_timeout_, given_up);
     const auto patience = clock::now() + connect_timeout_;
     // A broker of several addresses may have lost the one that comes first.
-    for (std::size_t tried = 0; tried < addresses.size() && !is_connected() && !given_up();
-         ++tried) {
-      const auto& address = addresses[next_address_ % addresses.size()];
-      make_further_attempt(address);
-      if (!is_connected() && connection_.is_version_in_doubt() && !given_up()) {
-        make_further_attempt(address);
+    for (std::size_t tried = 0; tried < addresses.size() && clock::now() < patience; ++tried) {
+      make_further_attempts(addresses[next_address_ % addresses.size()]);
+      if (is_connected() || connection_.was_refused() || given_up()) {
+        break;  // what has answered is what comes first next time
       }
-      next_address_ += is_connected() ? 0 : 1;  // what has worked is what comes first next time
-      if (clock::now() >= patience) {
-        break;
-      }
+      ++next_address_;
     }
   } catch (const exceptions::mqtt_failure& failure) {
     log_->log(severity::warning, std::string("Connection attempt failed: ") + failure.what());
   }
 }
 
+void mqtt_client_paho::make_further_attempts(const std::string& address) {
+  make_further_attempt(address, protocol::mqtt_3_1_1);
+  if (!is_connected() && connection_.is_version_in_doubt() && !loop_->is_stopping()) {
+    make_further_attempt(address, protocol::mqtt_3_1);
+  }
+}
+
 // Ends with the attempt, or with the client.
-void mqtt_client_paho::make_further_attempt(const std::string& address) {
+void mqtt_client_paho::make_further_attempt(const std::string& address, protocol version) {
   const auto began = clock::now();
   const auto deadline = began + connect_timeout_ + 1s;
   attempt_began_ = began.time_since_epoch().count();
-  if (!connection_.reconnect(address)) {
+  if (!connection_.reconnect(address, version)) {
     attempt_began_ = 0;
   }
   while (attempt_began_ != 0 && !loop_->is_stopping() && clock::now() < deadline) {
@@ -236,7 +239,9 @@ void mqtt_client_paho::verify_connection() {
     return;
   }
   if (!connection_.library_says_connected()) {
-    connection_.report_loss();
+    if (is_connected()) {  // and nobody has told meanwhile
+      connection_.report_loss();
+    }
   } else if (!is_answering()) {
     log_->log(severity::warning, "The broker does not answer any more.");
     connection_.break_off();

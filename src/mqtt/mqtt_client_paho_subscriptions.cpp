@@ -167,6 +167,7 @@ void mqtt_client_paho::renew_batch(const std::vector<std::string>& filters) {
       renew(filter, operation, connection, deadline);
     }
   } catch (const exceptions::mqttasync_disconnected&) {
+    connection_.let_library_finish();  // it ends one operation after the other
     std::vector<std::string> unanswered;
     for (const auto& [filter, operation] : asked) {
       if (operation->current() == pending_operation::state::disconnected) {

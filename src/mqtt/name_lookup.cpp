@@ -37,18 +37,21 @@ bool is_unanswered(int status) {
 /// How long to wait for the other kind of address when one is known.
 constexpr auto grace = 500ms;
 
-/// A name put to the name servers, once for each kind of address: some servers answer the one and
-/// ignore the other. Ends with the object, answered or not.
+/// A name put to one kind of source: "f", the file of hosts, which answers at once, or "b", the
+/// name servers. Ends with the object, answered or not.
 class question {
  public:
-  explicit question(const std::string& host) {
+  question(const std::string& host, std::string source, const std::vector<int>& families)
+      : open_(families.size()) {
     static std::once_flag initialised;
     std::call_once(initialised, [] { ares_library_init(ARES_LIB_INIT_ALL); });
     ares_options options{};
     options.sock_state_cb = on_socket;
     options.sock_state_cb_data = this;
-    require(ares_init_options(&channel_, &options, ARES_OPT_SOCK_STATE_CB), host);
-    for (const int family : {AF_INET, AF_INET6}) {
+    options.lookups = source.data();
+    require(ares_init_options(&channel_, &options, ARES_OPT_SOCK_STATE_CB | ARES_OPT_LOOKUPS),
+            host);
+    for (const int family : families) {
       ares_addrinfo_hints hints{};
       hints.ai_family = family;
       hints.ai_socktype = SOCK_STREAM;
@@ -76,12 +79,16 @@ class question {
     }
   }
 
-  /// Both kinds have been answered, or one with an address and the other is not worth waiting for.
+  /// All has been answered, or there is no such name, or one kind has been answered with an address
+  /// and the other is not worth waiting for.
   [[nodiscard]] bool is_answered() const {
-    return open_ == 0 || (found_at_ && clock::now() >= *found_at_ + grace);
+    return open_ == 0 || status_ == ARES_ENOTFOUND ||
+           (found_at_ && clock::now() >= *found_at_ + grace);
   }
-  /// Why there is no address: what the servers say, if they say anything.
-  [[nodiscard]] int status() const { return open_ == 0 ? status_ : int{ARES_ETIMEOUT}; }
+  /// Why there is no address: that there is no such name, or else that somebody has not answered.
+  [[nodiscard]] int status() const {
+    return open_ == 0 || status_ == ARES_ENOTFOUND ? status_ : int{ARES_ETIMEOUT};
+  }
   /// What the servers know, IPv4 first.
   [[nodiscard]] std::vector<std::string> addresses() const {
     auto all = addresses_;
@@ -93,7 +100,8 @@ class question {
   static void on_answer(void* self, int status, int /*timeouts*/, ares_addrinfo* addresses) {
     auto& asked = *static_cast<question*>(self);
     --asked.open_;
-    if (asked.status_ == ARES_SUCCESS || is_unanswered(status)) {
+    if (asked.status_ != ARES_ENOTFOUND &&
+        (asked.status_ == ARES_SUCCESS || status == ARES_ENOTFOUND || is_unanswered(status))) {
       asked.status_ = status;
     }
     if (addresses != nullptr) {
@@ -115,7 +123,7 @@ class question {
 
   ares_channel channel_{};
   std::map<ares_socket_t, short> sockets_;
-  int open_ = 2;
+  std::size_t open_;
   int status_ = ARES_SUCCESS;
   std::vector<std::string> addresses_;
   std::optional<clock::time_point> found_at_;
@@ -146,7 +154,12 @@ std::vector<std::string> look_up_name(const std::string& host, clock::time_point
   if (name == "localhost") {  // RFC 6761, section 6.3: whatever anybody says
     return {"127.0.0.1", "::1"};
   }
-  question asked(name);
+  // A name that the file knows is nobody else's business.
+  if (auto pinned = question(name, "f", {AF_UNSPEC}).addresses(); !pinned.empty()) {
+    return pinned;
+  }
+  // Each kind on its own: some servers answer the one and ignore the other.
+  question asked(name, "b", {AF_INET, AF_INET6});
   while (!asked.is_answered() && !given_up() && clock::now() < deadline) {
     asked.proceed();
   }

@@ -45,15 +45,9 @@ void paho_connection::callbacks::connect_success(void* context, MQTTAsync_succes
     return;
   }
   event.connection.set_connected(true);
-  event.connection.choose_version(false);
   const char* uri = data == nullptr ? nullptr : data->alt.connect.serverURI;
   event.connection.events_.on_connect_success(uri == nullptr ? "" : uri,
                                               data == nullptr ? 0 : data->alt.connect.MQTTVersion);
-}
-
-void paho_connection::choose_version(bool older_may_do) noexcept {
-  version_in_doubt_ = older_may_do && version_ == MQTTVERSION_3_1_1;
-  version_ = version_in_doubt_ ? MQTTVERSION_3_1 : MQTTVERSION_3_1_1;
 }
 
 void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failureData* data) {
@@ -63,8 +57,11 @@ void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failur
   }
   const int code = data == nullptr ? -1 : data->code;
   const char* text = data == nullptr ? nullptr : data->message;
-  event.connection.choose_version(code == unacceptable_protocol_version ||
-                                  may_be_closed_by_broker(text == nullptr ? "" : text));
+  event.connection.ended_ = std::chrono::steady_clock::now();
+  event.connection.refused_ = code > 0;
+  event.connection.version_in_doubt_ = event.connection.version_ == protocol::mqtt_3_1_1 &&
+                                       (code == unacceptable_protocol_version ||
+                                        may_be_closed_by_broker(text == nullptr ? "" : text));
   // A certificate that does not verify is told by the TLS library alone, or by nobody.
   const std::string tls_error = event.connection.take_tls_error();
   event.connection.unexplained_ = tls_error.empty();

@@ -21,6 +21,8 @@ namespace {
 
 /// How long the broker may take to be told that we leave.
 constexpr auto disconnect_limit = 500ms;
+/// How long after the end of a connection the next one may begin.
+constexpr auto socket_rest = 50ms;
 /// Every subscription asks for the highest level, so that none is lost that a publisher has paid
 /// for.
 constexpr int subscription_qos = 2;
@@ -53,8 +55,7 @@ paho_connection::paho_connection(const mqtt_client_settings& settings, std::stri
       host_(settings.host),
       port_(settings.port),
       uses_tls_(settings.tls.mode == tls_settings::tls_mode::on),
-      server_uri_(make_server_uri(settings)),
-      version_(MQTTVERSION_3_1_1) {
+      server_uri_(make_server_uri(settings)) {
   if (!waker_->works()) {
     log_->log(severity::warning,
               "There is no loopback connection to be had: times may be up to two seconds too long");
@@ -115,17 +116,22 @@ void paho_connection::disconnect() noexcept try {
   log_->log(severity::error, failure.what());
 }
 
-int paho_connection::start_connecting(const std::string& address) {
-  // The library takes the options without its lock, which it holds while it ends what was before:
-  // whoever asks for something waits until it has.
-  MQTTAsync_isConnected(handle_);
+int paho_connection::start_connecting(const std::string& address, protocol version) {
+  // The library takes the options without its lock, which it holds while it ends what was before.
+  let_library_finish();
+  // And what it still has to say of a socket that is closed it says of the next one, which has got
+  // the same number.
+  std::this_thread::sleep_until(ended_.load() + socket_rest);
   address_ = address;
+  version_ = version;
+  version_in_doubt_ = false;
+  refused_ = false;
   std::string target = uses_tls_ ? server_uri_ : make_plain_uri(address, port_);
   char* const uri = target.data();
   auto& options = options_->connect;
   // Left to choose, the library tries the older version after whatever has gone wrong, also after
   // the loss of a connection: it then connects beside us, and hides what was wrong at first.
-  options.MQTTVersion = version_;
+  options.MQTTVersion = static_cast<int>(version);
   options.serverURIcount = 1;
   options.serverURIs = &uri;
   options.onSuccess = callbacks::connect_success;
@@ -138,14 +144,14 @@ int paho_connection::start_connecting(const std::string& address) {
   return code;
 }
 
-void paho_connection::connect(const std::string& address) {
-  check_return_code(*log_, start_connecting(address), "", "in method MQTTAsync_connect()");
+void paho_connection::connect(const std::string& address, protocol version) {
+  check_return_code(*log_, start_connecting(address, version), "", "in method MQTTAsync_connect()");
 }
 
 // The library's own MQTTAsync_reconnect forgets the callbacks after their first use, so that nobody
 // would learn why a later attempt has failed.
-bool paho_connection::reconnect(const std::string& address) {
-  const int code = start_connecting(address);
+bool paho_connection::reconnect(const std::string& address, protocol version) {
+  const int code = start_connecting(address, version);
   if (code != MQTTASYNC_SUCCESS) {
     log_->log(severity::notice, "MQTTAsync_reconnect failed with: " + std::to_string(code));
   }
@@ -169,6 +175,11 @@ bool paho_connection::library_says_connected() {
   return MQTTAsync_isConnected(handle_) != 0;
 }
 
+// Whoever asks for something waits for the lock.
+void paho_connection::let_library_finish() noexcept {
+  MQTTAsync_isConnected(handle_);
+}
+
 void paho_connection::report_loss() noexcept {
   lose("");
 }
@@ -180,6 +191,7 @@ void paho_connection::break_off() noexcept {
 
 void paho_connection::lose(const std::string& cause) noexcept {
   connected_ = false;
+  ended_ = std::chrono::steady_clock::now();
   if (!closing_) {
     events_.on_connection_lost(cause);
   }

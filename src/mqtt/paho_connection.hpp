@@ -33,6 +33,9 @@ class connection_events {
   virtual void on_message(std::shared_ptr<received_message> message) noexcept = 0;
 };
 
+/// Versions of the MQTT protocol, as the connect packet gives them (MQTT 3.1.1, section 3.1.2.2).
+enum class protocol : int { mqtt_3_1 = 3, mqtt_3_1_1 = 4 };
+
 /// One handle of the MQTT library, and the only place where the library is called.
 ///
 /// Return codes come out of here as failures (failure_mapping.hpp), callbacks as
@@ -55,16 +58,18 @@ class paho_connection {
   /// Starts an attempt, whose outcome comes as an event. The address is one of the host's, as text
   /// without brackets: the library would hold its lock while it asks for one. Only with TLS it is
   /// given the name all the same, which it compares with the certificate.
-  void connect(const std::string& address);
+  void connect(const std::string& address, protocol version);
   [[nodiscard]] bool chooses_address_itself() const noexcept { return uses_tls_; }
   /// Starts another attempt. Its outcome comes as an event as well, unless the library refuses to
   /// make one, which is logged and told by the result.
-  bool reconnect(const std::string& address);
+  bool reconnect(const std::string& address, protocol version);
 
-  /// Whether the last attempt has failed in a way that the older version of the protocol may mend.
-  /// The next attempt uses it, and the one after that does not: 3.1 knows no refused subscription,
-  /// so it is good enough only for a broker that does not take 3.1.1.
+  /// Whether the last attempt was made in the newer version of the protocol and has failed in a way
+  /// that the older one may mend. That knows no refused subscription, so it is good enough only for
+  /// a broker that does not take the newer one.
   [[nodiscard]] bool is_version_in_doubt() const noexcept { return version_in_doubt_; }
+  /// Whether the last attempt has ended with a broker's word: it has refused us.
+  [[nodiscard]] bool was_refused() const noexcept { return refused_; }
 
   /// Has the library look at its connections at once (library_waker.hpp), without waiting for it or
   /// until it does.
@@ -82,6 +87,9 @@ class paho_connection {
   [[nodiscard]] bool is_connected() const noexcept { return connected_; }
   /// What the library says. Waits for the lock that serves all clients.
   [[nodiscard]] bool library_says_connected();
+  /// Waits until the library has finished what it does with its lock held: all that follows from a
+  /// loss, for instance.
+  void let_library_finish() noexcept;
   /// The end of the connection, told by somebody else than the library.
   void report_loss() noexcept;
   /// Ends the connection, and reports it. Takes half a second when the broker does not answer.
@@ -106,8 +114,7 @@ class paho_connection {
   operation_ptr start(Request&& request);
   void set_connected(bool connected) noexcept;
   void end_operations(void (pending_operation::*end)() noexcept) noexcept;
-  int start_connecting(const std::string& address);
-  void choose_version(bool older_may_do) noexcept;
+  int start_connecting(const std::string& address, protocol version);
   void lose(const std::string& cause) noexcept;
   void disconnect() noexcept;
   void remember_tls_error(std::string text) noexcept;
@@ -126,8 +133,11 @@ class paho_connection {
   void* handle_ = nullptr;  // the library's
 
   std::atomic<bool> connected_{false};
-  std::atomic<bool> unexplained_{false};       // the last attempt has failed without words
-  std::atomic<int> version_;                   // of the protocol, for the next attempt
+  std::atomic<bool> unexplained_{false};  // the last attempt has failed without words
+  std::atomic<protocol> version_{protocol::mqtt_3_1_1};  // of the last attempt
+  std::atomic<bool> refused_{false};
+  std::atomic<std::chrono::steady_clock::time_point> ended_{
+      {}};                                     // the connection or attempt before
   std::atomic<bool> version_in_doubt_{false};  // since the last attempt
   std::atomic<bool> closing_{false};           // no event any more
   std::atomic<int> callbacks_running_{0};

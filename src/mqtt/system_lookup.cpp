@@ -1,5 +1,6 @@
 #include "mqtt/system_lookup.hpp"
 
+#include <list>
 #include <memory>
 #include <mutex>
 
@@ -42,12 +43,18 @@ bool is_answered(std::unique_ptr<question>& asked, clock::time_point /*deadline*
 #else
 /// The C library still writes to a question that is given up. It goes when somebody else asks after
 /// its end, or never: what is kept here outlives the module.
-void leave_behind(std::unique_ptr<question> asked) {
+void leave_behind(question* asked) {
   static std::mutex mutex;
-  static auto& left = *new std::vector<std::unique_ptr<question> >;
+  static auto& left = *new std::list<question*>;
   const std::lock_guard lock(mutex);
-  std::erase_if(left, [](const auto& each) { return gai_error(&each->request) != EAI_INPROGRESS; });
-  left.push_back(std::move(asked));
+  left.remove_if([](question* each) {
+    const bool ended = gai_error(&each->request) != EAI_INPROGRESS;
+    if (ended) {
+      delete each;
+    }
+    return ended;
+  });
+  left.push_back(asked);
 }
 
 bool is_answered(std::unique_ptr<question>& asked, clock::time_point deadline,
@@ -61,7 +68,7 @@ bool is_answered(std::unique_ptr<question>& asked, clock::time_point deadline,
       const timespec slice{.tv_sec = 0, .tv_nsec = std::chrono::nanoseconds(20ms).count()};
       gai_suspend(&request, 1, &slice);
     } else if (gai_cancel(request) == EAI_NOTCANCELED) {
-      leave_behind(std::move(asked));
+      leave_behind(asked.release());
       return false;
     }
   }
