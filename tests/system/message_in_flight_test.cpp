@@ -43,7 +43,9 @@ class message_in_flight : public testing::Test {
 
   scripted_broker broker;
   module_host host;
-  host_settings settings = host_settings::statistics_sensor(broker.port(), "flood/#");
+  // A subscription's answer stands behind whatever of the flood is under way.
+  host_settings settings =
+      host_settings::statistics_sensor(broker.port(), "flood/#").set("timeout", "60");
 };
 
 TEST_F(message_in_flight, touches_nothing_of_a_sensor_that_goes_while_its_connection_stays) {
