@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "mqtt/library_lock.hpp"
+
 namespace brunvik::monitoring_modules::mqtt {
 
 using namespace std::chrono_literals;
@@ -171,7 +173,8 @@ bool library_waker::start_connecting(std::uint16_t port) {
   options.MQTTVersion = MQTTVERSION_3_1_1;
   options.onSuccess = library_callbacks::connected;
   options.context = this;
-  return MQTTAsync_connect(handle_, &options) == MQTTASYNC_SUCCESS;
+  return with_library_locked([&] { return MQTTAsync_connect(handle_, &options); }) ==
+         MQTTASYNC_SUCCESS;
 }
 
 bool library_waker::accept_own(int listener) {
@@ -210,7 +213,7 @@ void library_waker::wake_sender() noexcept {
   MQTTAsync_message message = MQTTAsync_message_initializer;
   char nothing = 0;
   message.payload = &nothing;
-  MQTTAsync_sendMessage(handle_, "w", &message, nullptr);
+  with_library_locked([&] { return MQTTAsync_sendMessage(handle_, "w", &message, nullptr); });
   std::array<char, 256> sent{};
   while (recv(peer_, sent.data(), sent.size(), MSG_DONTWAIT) > 0) {
   }

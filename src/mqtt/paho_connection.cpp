@@ -9,6 +9,7 @@
 #include "liblog/severity.hpp"
 #include "mqtt/certificate_diagnosis.hpp"
 #include "mqtt/failure_mapping.hpp"
+#include "mqtt/library_lock.hpp"
 #include "mqtt/paho_callbacks.hpp"
 #include "mqtt/paho_options.hpp"
 
@@ -110,17 +111,17 @@ void paho_connection::disconnect() noexcept try {
   options.onSuccess = on_operation_success;
   options.onFailure = on_operation_failure;
   options.context = told->context();
-  check_return_code(*log_, MQTTAsync_disconnect(handle_, &options), "", "in MQTTAsync_disconnect");
+  check_return_code(*log_,
+                    with_library_locked([&] { return MQTTAsync_disconnect(handle_, &options); }),
+                    "", "in MQTTAsync_disconnect");
   told->wait_for(disconnect_limit);
 } catch (const std::exception& failure) {
   log_->log(severity::error, failure.what());
 }
 
 int paho_connection::start_connecting(const std::string& address, protocol version) {
-  // The library takes the options without its lock, which it holds while it ends what was before.
-  let_library_finish();
-  // And what it still has to say of a socket that is closed it says of the next one, which has got
-  // the same number.
+  // What the library still has to say of a socket that is closed it says of the next one, which has
+  // got the same number.
   std::this_thread::sleep_until(ended_.load() + socket_rest);
   address_ = address;
   version_ = version;
@@ -139,7 +140,7 @@ int paho_connection::start_connecting(const std::string& address, protocol versi
   options.context = this;
   options_->tls.ssl_error_cb = callbacks::tls_error;
   options_->tls.ssl_error_context = this;
-  const int code = MQTTAsync_connect(handle_, &options);
+  const int code = with_library_locked([&] { return MQTTAsync_connect(handle_, &options); });
   options.serverURIs = nullptr;  // the library has copied them
   return code;
 }
@@ -213,7 +214,8 @@ paho_connection::operation_ptr paho_connection::start(Request&& request) {
     }
   }
   MQTTAsync_responseOptions options = make_response_options(*operation);
-  check_return_code(*log_, request(&options), "", "in method in synchronize_call()");
+  check_return_code(*log_, with_library_locked([&] { return request(&options); }), "",
+                    "in method in synchronize_call()");
   operation->set_token(options.token);
   if (!connected_) {
     operation->disconnected();
