@@ -7,6 +7,7 @@
 
 #include <memory>
 
+#include "mqtt/numeric_address.hpp"
 #include "mqtt/openssl_errors.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -31,9 +32,7 @@ context_ptr make_context(const std::string& ca_file) {
   return context;
 }
 
-void expect_host(SSL* tls, const std::string& text) {
-  const bool bracketed = text.starts_with('[') && text.ends_with(']');
-  const std::string host = bracketed ? text.substr(1, text.size() - 2) : text;
+void expect_host(SSL* tls, const std::string& host) {
   if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(tls), host.c_str()) != 1) {
     SSL_set1_host(tls, host.c_str());
     SSL_set_tlsext_host_name(tls, host.c_str());
@@ -60,8 +59,6 @@ std::string diagnose_certificate(const tls_server& server, const std::string& ca
                                  clock::time_point deadline,
                                  const std::function<bool()>& given_up) {
   const openssl_error_guard guard;
-  const bool is_ipv6 = server.address.find(':') != std::string::npos;
-  const std::string address = is_ipv6 ? "[" + server.address + "]" : server.address;
   const auto context = make_context(ca_file);
   if (context == nullptr) {
     return {};
@@ -71,10 +68,10 @@ std::string diagnose_certificate(const tls_server& server, const std::string& ca
   if (connection == nullptr || BIO_get_ssl(connection.get(), &tls) != 1 || tls == nullptr) {
     return {};
   }
-  BIO_set_conn_hostname(connection.get(), address.c_str());
+  BIO_set_conn_hostname(connection.get(), with_brackets(server.address).c_str());
   BIO_set_conn_port(connection.get(), std::to_string(server.port).c_str());
   BIO_set_nbio(connection.get(), 1);
-  expect_host(tls, server.host);
+  expect_host(tls, without_brackets(server.host));
   shake_hands(connection.get(), deadline, given_up);
   const long verdict = SSL_get_verify_result(tls);
   return verdict == X509_V_OK ? std::string() : X509_verify_cert_error_string(verdict);

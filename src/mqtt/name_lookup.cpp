@@ -4,7 +4,6 @@
 #include <arpa/inet.h>
 #include <poll.h>
 
-#include <algorithm>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -89,12 +88,7 @@ class question {
   [[nodiscard]] int status() const {
     return open_ == 0 || status_ == ARES_ENOTFOUND ? status_ : int{ARES_ETIMEOUT};
   }
-  /// What the servers know, IPv4 first.
-  [[nodiscard]] std::vector<std::string> addresses() const {
-    auto all = addresses_;
-    std::stable_partition(all.begin(), all.end(), is_ipv4);
-    return all;
-  }
+  [[nodiscard]] const std::vector<std::string>& addresses() const { return addresses_; }
 
  private:
   static void on_answer(void* self, int status, int /*timeouts*/, ares_addrinfo* addresses) {
@@ -135,25 +129,10 @@ bool is_address(const std::string& host) {
          inet_pton(AF_INET6, host.c_str(), &address) == 1;
 }
 
-std::string without_brackets(const std::string& host) {
-  const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
-  return bracketed ? host.substr(1, host.size() - 2) : host;
-}
-
-}  // namespace
-
-std::vector<std::string> look_up_name(const std::string& host, clock::time_point deadline,
-                                      const std::function<bool()>& given_up) {
-  const std::string name = without_brackets(host);
-  if (name.empty() || name.find('\0') != std::string::npos) {
-    throw exceptions::client_failure(describe(host, ARES_EBADNAME));
-  }
-  if (is_address(name)) {
-    return {name};
-  }
-  if (name == "localhost") {  // RFC 6761, section 6.3: whatever anybody says
-    return {"127.0.0.1", "::1"};
-  }
+/// `host` is the name as the user wrote it.
+std::vector<std::string> ask_for(const std::string& name, const std::string& host,
+                                 clock::time_point deadline,
+                                 const std::function<bool()>& given_up) {
   // A name that the file knows is nobody else's business.
   if (auto pinned = question(name, "f", {AF_UNSPEC}).addresses(); !pinned.empty()) {
     return pinned;
@@ -171,6 +150,25 @@ std::vector<std::string> look_up_name(const std::string& host, clock::time_point
   if (addresses.empty()) {
     throw exceptions::client_failure(describe(host, status));
   }
+  return addresses;
+}
+
+}  // namespace
+
+std::vector<std::string> look_up_name(const std::string& host, clock::time_point deadline,
+                                      const std::function<bool()>& given_up) {
+  const std::string name = without_brackets(host);
+  if (name.empty() || name.find('\0') != std::string::npos) {
+    throw exceptions::client_failure(describe(host, ARES_EBADNAME));
+  }
+  if (is_address(name)) {
+    return {name};
+  }
+  if (name == "localhost") {  // RFC 6761, section 6.3: whatever anybody says
+    return {"127.0.0.1", "::1"};
+  }
+  auto addresses = ask_for(name, host, deadline, given_up);
+  put_ipv4_first(addresses);
   return addresses;
 }
 

@@ -3,18 +3,21 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <array>
 #include <string>
 #include <vector>
 
 namespace brunvik::monitoring_modules::mqtt {
 
-inline bool is_ipv4(const std::string& address) {
-  return address.find(':') == std::string::npos;
-}
+/// An address as it stands in a URI: one of IPv6 in brackets (RFC 3986, section 3.2.2).
+std::string with_brackets(const std::string& address);
+/// A host of a URI as it is looked up and compared: without the brackets, if it has some.
+std::string without_brackets(const std::string& host);
 
-/// The addresses of a list of `addrinfo`, or of what looks like it, as text, IPv4 first.
+/// Sorts addresses: those of IPv4 first, otherwise in the order in which they came.
+void put_ipv4_first(std::vector<std::string>& addresses);
+
+/// The addresses of a list of `addrinfo`, or of what looks like it, as text.
 template <class Node>
 std::vector<std::string> to_numeric_addresses(const Node* first) {
   std::vector<std::string> addresses;
@@ -26,7 +29,6 @@ std::vector<std::string> to_numeric_addresses(const Node* first) {
       addresses.emplace_back(text.data());
     }
   }
-  std::stable_partition(addresses.begin(), addresses.end(), is_ipv4);
   return addresses;
 }
 

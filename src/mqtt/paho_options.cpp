@@ -5,6 +5,7 @@
 #include "liblog/severity.hpp"
 #include "mqtt/client_key.hpp"
 #include "mqtt/exceptions.hpp"
+#include "mqtt/numeric_address.hpp"
 #include "mqtt/time_limits.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -29,8 +30,7 @@ std::string make_server_uri(const mqtt_client_settings& settings) {
 }
 
 std::string make_plain_uri(const std::string& address, std::int64_t port) {
-  const bool is_ipv6 = address.find(':') != std::string::npos;
-  return "tcp://" + (is_ipv6 ? "[" + address + "]" : address) + ":" + std::to_string(port);
+  return "tcp://" + with_brackets(address) + ":" + std::to_string(port);
 }
 
 void require_no_nul(const mqtt_client_settings& settings, const std::string& client_id) {
