@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -80,13 +81,11 @@ class client_fixture {
     return std::make_unique<mqtt_client_paho>(settings, generator);
   }
 
-  bool logged(const std::string& text) const { return count_logged(text) > 0; }
-  std::size_t count_logged(const std::string& text) const {
-    std::size_t count = 0;
-    for (const auto& entry : lines->entries()) {
-      count += entry.message.find(text) != std::string::npos ? 1 : 0;
-    }
-    return count;
+  bool logged(const std::string& text) const {
+    const auto entries = lines->entries();
+    return std::any_of(entries.begin(), entries.end(), [&](const auto& entry) {
+      return entry.message.find(text) != std::string::npos;
+    });
   }
 
   std::shared_ptr<liblog::memory_logger> lines = std::make_shared<liblog::memory_logger>();

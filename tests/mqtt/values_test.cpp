@@ -1,7 +1,7 @@
 // Settings as a key, failures from codes, what a packet can carry, certificates as files.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -44,27 +44,18 @@ TEST(mqtt_client_settings, every_field_of_the_key_tells_connections_apart) {
       [](auto& s) { s.tls.client_key_password = secure_string("w"); },
   };
   const mqtt_client_settings defaults;
-  int number = 0;
-  for (const auto& change : changes) {
+  for (std::size_t number = 0; number < std::size(changes); ++number) {
+    SCOPED_TRACE(number);
     mqtt_client_settings changed;
-    change(changed);
-    mqtt_client_settings same;
-    change(same);
-    EXPECT_FALSE(changed == defaults) << "change " << number;
-    EXPECT_NE(hash(changed), hash(defaults)) << "change " << number;
-    EXPECT_TRUE(changed == same) << "change " << number;
-    EXPECT_EQ(hash(changed), hash(same)) << "change " << number;
-    ++number;
+    changes[number](changed);
+    EXPECT_FALSE(changed == defaults);
+    EXPECT_NE(hash(changed), hash(defaults));
+    auto same = changed;  // time-out and log do not tell connections apart
+    same.connect_timeout = 99;
+    same.logger = std::make_shared<liblog::memory_logger>();
+    EXPECT_TRUE(changed == same);
+    EXPECT_EQ(hash(changed), hash(same));
   }
-}
-
-TEST(mqtt_client_settings, time_out_and_log_do_not_tell_connections_apart) {
-  mqtt_client_settings first;
-  mqtt_client_settings second;
-  second.connect_timeout = 99;
-  second.logger = std::make_shared<liblog::memory_logger>();
-  EXPECT_TRUE(first == second);
-  EXPECT_EQ(hash(first), hash(second));
 }
 
 std::string key_of(int code, const char* text) {
@@ -81,44 +72,25 @@ TEST(failure_mapping, each_code_has_its_own_failure) {
     const char* text;
     const char* key;
   } const cases[] = {
-      {-17, "", "error.mqttasync_0_len_will_topic"},
       {-11, nullptr, "error.mqttasync_operation_incomplete"},
       {-3, "socket error", "error.mqttasync_disconnected"},
-      {-2, "", "error.mqttasync_persistence"},
-      {1, "", "error.unacceptable_protocol_version"},
-      {2, "", "error.identifier_rejected"},
-      {3, "", "error.server_unavailable"},
       {4, "", "error.bad_username_or_password"},
       {5, "", "error.not_authorized"},
       {-1, "socket error", "error.tcp_tls_connect_failure"},
-      {-1, "TCP/TLS connect failure", "error.tcp_tls_connect_failure"},
       {-1, "TCP connect completion failure", "error.tcp_tls_connect_failure"},
       {0, "TCP connect timeout", "error.tcp_connection_timeout"},
       {-1, "Socket error", "#:libi18n.error.generic[Socket error]"},
-      {0, nullptr, "#:libi18n.error.generic[]"},
       {-18, "x", "#:libi18n.error.generic[x]"},
-      {6, "", "#:libi18n.error.generic[]"},
   };
   for (const auto& each : cases) {
     EXPECT_EQ(key_of(each.code, each.text), each.key) << each.code;
   }
 }
 
-TEST(failure_mapping, a_return_code_is_logged_before_it_is_thrown) {
-  liblog::memory_logger log;
-  check_return_code(log, 0, "", "in a test");
-  EXPECT_THROW(check_return_code(log, -9, "", "in a test"), exceptions::mqttasync_bad_qos);
-  const auto entries = log.entries();
-  ASSERT_EQ(entries.size(), 3U);
-  EXPECT_EQ(entries[0].message, "Return code = 0 in a test");
-  EXPECT_EQ(entries[1].message, "Return code = -9 in a test");
-  EXPECT_EQ(entries[2].severity, 3);
-}
-
 TEST(transportable, rejects_what_would_cost_the_shared_connection) {
   const std::string longest(65'535, 'x');
   for (const std::string& topic :
-       {std::string("a"), std::string("a b/\xc3\xa4/\xe2\x82\xac/\xf0\x9f\x98\x80"), longest}) {
+       {std::string("a b/\xc3\xa4/\xe2\x82\xac/\xf0\x9f\x98\x80"), longest}) {
     EXPECT_NO_THROW(require_transportable_topic(topic)) << topic.substr(0, 20);
   }
   for (const std::string& topic :
@@ -129,12 +101,10 @@ TEST(transportable, rejects_what_would_cost_the_shared_connection) {
     EXPECT_THROW(require_transportable_topic(topic), exceptions::invalid_topic);
     EXPECT_THROW(require_transportable_filter(topic), exceptions::invalid_topic);
   }
-  EXPECT_NO_THROW(require_transportable_filter("a/+/#"));
-  EXPECT_THROW(require_transportable_topic("a/+"), exceptions::invalid_topic);
-  EXPECT_THROW(require_transportable_topic("#"), exceptions::invalid_topic);
-}
-
-TEST(transportable, a_packet_ends_at_its_length_field) {
+  for (const char* wildcard : {"a/+", "#"}) {
+    EXPECT_NO_THROW(require_transportable_filter(wildcard));
+    EXPECT_THROW(require_transportable_topic(wildcard), exceptions::invalid_topic);
+  }
   std::string payload(268'435'455 - 4 - 1, 'x');
   EXPECT_NO_THROW(require_transportable_payload("t", payload));
   payload += 'x';
@@ -165,42 +135,37 @@ TEST(pem_file, text_is_readable_under_a_name_that_ends_with_it) {
   EXPECT_EQ(pem_file("").name(), nullptr);
 }
 
-std::vector<std::string> look_up(const std::string& host, std::chrono::seconds limit) {
+std::vector<std::string> look_up(const std::string& host, std::chrono::seconds limit = 5s) {
   return look_up_name(host, std::chrono::steady_clock::now() + limit, [] { return false; });
 }
 
 TEST(name_lookup, addresses_stand_for_themselves_and_names_for_theirs) {
-  EXPECT_EQ(look_up("127.0.0.1", 5s), std::vector<std::string>{"127.0.0.1"});
-  EXPECT_EQ(look_up("[::1]", 5s), std::vector<std::string>{"::1"});
-  EXPECT_EQ(look_up("::1", 5s), std::vector<std::string>{"::1"});
-  EXPECT_EQ(look_up("localhost", 5s).front(), "127.0.0.1");
-}
-
-TEST(name_lookup, what_cannot_be_a_name_fails_at_once) {
-  for (const std::string& host : {std::string(), std::string("local\0host", 10)}) {
-    EXPECT_THROW(look_up(host, 5s), exceptions::client_failure);
+  using addresses = std::vector<std::string>;
+  EXPECT_EQ(look_up("127.0.0.1"), addresses{"127.0.0.1"});
+  EXPECT_EQ(look_up("[::1]"), addresses{"::1"});
+  EXPECT_EQ(look_up("::1"), addresses{"::1"});
+  EXPECT_EQ(look_up("localhost").front(), "127.0.0.1");
+  for (const std::string& no_name : {std::string(), std::string("local\0host", 10)}) {
+    EXPECT_THROW(look_up(no_name), exceptions::client_failure);
   }
-}
-
-// The system's resolver is asked for what no name server knows, and reads numbers as it likes.
-TEST(name_lookup, the_system_is_asked_too) {
-  const auto deadline = std::chrono::steady_clock::now() + 5s;
-  EXPECT_EQ(ask_system("127.1", deadline, [] { return false; }),
-            std::vector<std::string>{"127.0.0.1"});
-  EXPECT_TRUE(ask_system("", deadline, [] { return false; }).empty());
+  // The system's resolver reads numbers as it likes.
+  const auto ask = [](const std::string& host) {
+    return ask_system(host, std::chrono::steady_clock::now() + 5s, [] { return false; });
+  };
+  EXPECT_EQ(ask("127.1"), addresses{"127.0.0.1"});
+  EXPECT_TRUE(ask("").empty());
 }
 
 // Whoever answers here, and whether anybody does, depends on the machine; the name is in the words.
 TEST(name_lookup, an_unknown_name_is_named_within_the_limit) {
   const auto began = std::chrono::steady_clock::now();
-  std::string words;
   try {
     look_up("no-such-host.invalid", 1s);
+    ADD_FAILURE() << "it is known";
   } catch (const exceptions::client_failure& failure) {
-    words = failure.what();
+    EXPECT_THAT(failure.what(),
+                testing::HasSubstr("The host name 'no-such-host.invalid' could not be resolved"));
   }
-  EXPECT_NE(words.find("The host name 'no-such-host.invalid' could not be resolved"),
-            std::string::npos);
   EXPECT_LT(std::chrono::steady_clock::now() - began, 3s);
 }
 
