@@ -1,25 +1,66 @@
-// What the definition document offers to the user is what the records read, and the other way
-// round. Both sides are asked: the document is read, the records are fed.
+// What each settings record asks for, takes and keeps. For the sensors and the check that is what
+// the definition document offers to the user, no more and no less: the document is read, the
+// records are fed.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "definition/module_definition.hpp"
-#include "settings/records.hpp"
+#include "envelope.pb.h"
+#include "libi18n/i18n_exception.hpp"
+#include "mqtt/settings/mqtt_connect_check.hpp"
+#include "mqtt/settings/mqtt_notification.hpp"
+#include "mqtt/settings/roundtrip_sensor.hpp"
+#include "mqtt/settings/statistics_sensor.hpp"
+#include "mqtt/settings/subscribe_custom_sensor.hpp"
 
 namespace kavu_test {
 namespace {
 
+namespace lib = brunvik::monitoring_modules;
+namespace settings = lib::mqtt::settings;
 using nlohmann::json;
 
-const json& document() {
-  static const json parsed =
-      json::parse(brunvik::monitoring_modules::definition::module_definition_document());
-  return parsed;
+/// What a host sends: flat keys and texts.
+using setting_texts = std::map<std::string, std::string>;
+
+template <class Record>
+Record build(const setting_texts& texts) {
+  kavu::wire::Envelope envelope;
+  for (const auto& [key, text] : texts) {
+    auto& entry = *envelope.mutable_sensor_data()->add_settings();
+    entry.set_key(key);
+    entry.set_value(text);
+  }
+  envelope.mutable_sensor_data()->set_kind("any");
+  const std::string bytes = envelope.SerializeAsString();
+  return Record{lib::libkavuhelper::settings::sensor_data_wrapper(
+      bytes.data(), static_cast<unsigned int>(bytes.size()))};
+}
+
+/// The text of the failure, "no value" for an empty number, or empty.
+template <class Record>
+std::string failure_of(const setting_texts& texts) {
+  try {
+    build<Record>(texts);
+    return {};
+  } catch (const lib::libi18n::i18n_exception& failure) {
+    return failure.what();
+  } catch (const std::bad_optional_access&) {
+    return "no value";
+  }
+}
+
+setting_texts with(setting_texts texts, const std::string& key, std::string_view text) {
+  texts[key] = text;
+  return texts;
 }
 
 /// What a host sends of its own accord; the document does not speak of it.
@@ -27,73 +68,62 @@ const setting_texts host_texts{{"host", "127.0.0.1"}, {"logging", "disabled"},
                                {"timeout", "10"},     {"brunvikcloudapikey", ""},
                                {"ipversion", "IPv4"}, {"interval", "60"}};
 
-class agreement : public testing::TestWithParam<const record*> {
- protected:
-  std::string failure_with(const std::string& key, const std::string& text) const {
-    return GetParam()->failure(with(texts, key, text));
-  }
+const json& document() {
+  static const json parsed = json::parse(lib::definition::module_definition_document());
+  return parsed;
+}
 
- private:
-  std::map<std::string, json> offered() const {
-    std::map<std::string, json> found;
-    for (const json& section : sections()) {
-      for (const json& group : document().at("Sections").at(section).at("Groups")) {
+/// A record and its sensor or check in the document.
+struct offer {
+  using failure_function = std::string (*)(const setting_texts&);
+
+  offer(const std::string& of, failure_function how) : name(of), failure(how) {
+    const json& sensors = document().at("Sensors");
+    const json& sections = sensors.contains(of) ? sensors.at(of).at("Settings").at("Sections")
+                                                : document().at("Checks").at(of).at("Sections");
+    for (const std::string section : sections) {
+      for (const std::string group : document().at("Sections").at(section).at("Groups")) {
         for (const json& item : document().at("Groups").at(group).at("Items")) {
           const json& setting = item.at("Setting");
-          const std::string key = section.get<std::string>() + "." + group.get<std::string>() +
-                                  "." + setting.at("Name").get<std::string>();
-          EXPECT_TRUE(found.emplace(key, setting).second) << key;
+          const std::string key =
+              section + "." + group + "." + setting.at("Name").get<std::string>();
+          EXPECT_TRUE(offered.emplace(key, setting).second) << key;
+          texts[key] = setting.value("Default", "");
         }
       }
     }
-    return found;
+  }
+  std::string failure_with(const std::string& key, std::string_view text) const {
+    return failure(with(texts, key, text));
   }
 
-  setting_texts filled_in() const {
-    setting_texts made = host_texts;
-    for (const auto& [key, setting] : settings) {
-      made[key] = setting.value("Default", is_required(setting) ? "filled in" : "");
-    }
-    return made;
-  }
-
-  const json& sections() const {
-    const json& sensors = document().at("Sensors");
-    const std::string name = GetParam()->name;
-    return sensors.contains(name) ? sensors.at(name).at("Settings").at("Sections")
-                                  : document().at("Checks").at(name).at("Sections");
-  }
-  static bool is_required(const json& setting) {
-    const json flags = setting.value("Flags", json::array());
-    return std::find(flags.begin(), flags.end(), "SettingFlagRequired") != flags.end();
-  }
-
- protected:
-  /// The settings that the document gives to this sensor or check, by flat key.
-  const std::map<std::string, json> settings = offered();
-  /// What a host sends when the user has filled in what he must.
-  const setting_texts texts = filled_in();
+  std::string name;
+  failure_function failure;
+  std::map<std::string, json> offered;
+  /// What a host sends when the user has changed nothing.
+  setting_texts texts = host_texts;
 };
 
-INSTANTIATE_TEST_SUITE_P(sensors_and_check, agreement,
-                         testing::Values(&roundtrip_record, &statistics_record, &custom_record,
-                                         &check_record),
-                         [](const auto& kind) { return std::string(kind.param->name); });
+const std::vector<offer>& offers() {
+  static const std::vector<offer> all{
+      {"roundtrip_sensor", failure_of<settings::roundtrip_sensor>},
+      {"statistics_sensor", failure_of<settings::statistics_sensor>},
+      {"subscribe_custom_sensor", failure_of<settings::subscribe_custom_sensor>},
+      {"mqtt_connect_check", failure_of<settings::mqtt_connect_check>}};
+  return all;
+}
 
-TEST_P(agreement, the_record_reads_what_the_document_offers_and_nothing_else) {
-  EXPECT_EQ(GetParam()->failure(texts), "");
-  std::set<std::string> offered;
-  for (const auto& [key, setting] : settings) {
-    offered.insert(key);
-  }
-  std::set<std::string> read;
-  const auto text_of = [&](const auto& key) { return texts.contains(key) ? texts.at(key) : ""; };
-  for (const auto& key : GetParam()->required_keys(text_of)) {
-    if (!host_texts.contains(key)) {
-      read.insert(key);
+TEST(settings, that_the_document_offers_are_read_and_no_others) {
+  for (const auto& each : offers()) {
+    SCOPED_TRACE(each.name);
+    EXPECT_EQ(each.failure(each.texts), "");
+    for (const auto& [key, text] : each.texts) {
+      setting_texts others = each.texts;
+      others.erase(key);
+      EXPECT_EQ(each.failure(others),
+                key == "interval" ? "" : "The setting \"" + key + "\" was not available.");
     }
   }
-  EXPECT_EQ(read, offered);
 }
 
 std::set<std::string> options(const json& setting) {
@@ -104,44 +134,178 @@ std::set<std::string> options(const json& setting) {
   return values;
 }
 
-TEST_P(agreement, a_selection_takes_the_options_of_the_document_and_nothing_else) {
-  std::set<std::string> candidates{"", "0", "1", "no such option", "enabled", "disabled"};
-  for (const auto& [key, setting] : settings) {
-    if (setting.contains("Selection")) {
-      candidates.merge(options(setting));
+TEST(settings, of_a_selection_take_the_options_of_the_document_and_nothing_else) {
+  for (const auto& each : offers()) {
+    std::set<std::string> candidates{"", "0", "1", "YES", " yes", "true", "enabled", "disabled"};
+    for (const auto& [key, setting] : each.offered) {
+      if (setting.contains("Selection")) {
+        candidates.merge(options(setting));
+      }
     }
-  }
-  for (const auto& [key, setting] : settings) {
-    const bool is_selection = setting.contains("Selection");
-    for (const auto& text : candidates) {
-      const std::string failure = failure_with(key, text);
-      const bool is_taken =
-          failure.find("could not be parsed into selection type") == std::string::npos;
-      EXPECT_EQ(is_taken, !is_selection || options(setting).contains(text)) << key << " " << text;
+    for (const auto& [key, setting] : each.offered) {
+      const bool is_selection = setting.contains("Selection");
+      for (const auto& text : candidates) {
+        const bool is_taken = each.failure_with(key, text).find(
+                                  "could not be parsed into selection type") == std::string::npos;
+        EXPECT_EQ(is_taken, !is_selection || options(setting).contains(text)) << key << " " << text;
+      }
     }
   }
 }
 
-TEST_P(agreement, a_number_has_the_limits_of_the_document) {
-  for (const auto& [key, setting] : settings) {
-    const bool is_integer = setting.contains("IntegerSigned");
-    const bool is_number = is_integer || setting.contains("Floatingpoint");
-    EXPECT_EQ(failure_with(key, "one").find(" is invalid. ") != std::string::npos, is_number)
-        << key;
-    if (!is_number) {
-      continue;
+TEST(settings, of_a_number_have_the_limits_of_the_document) {
+  for (const auto& each : offers()) {
+    for (const auto& [key, setting] : each.offered) {
+      const bool is_integer = setting.contains("IntegerSigned");
+      const bool is_number = is_integer || setting.contains("Floatingpoint");
+      EXPECT_EQ(each.failure_with(key, "one").find(" is invalid. ") != std::string::npos, is_number)
+          << key;
+      if (!is_number) {
+        continue;
+      }
+      const json& type = setting.at(is_integer ? "IntegerSigned" : "Floatingpoint");
+      const auto minimum = type.at("Minimum").get<std::int64_t>();
+      const auto maximum = type.at("Maximum").get<std::int64_t>();
+      const auto fails = [&each, &of = key](std::int64_t value) {
+        return !each.failure_with(of, std::to_string(value)).empty();
+      };
+      EXPECT_FALSE(fails(minimum)) << key;
+      EXPECT_FALSE(fails(maximum)) << key;
+      EXPECT_EQ(fails(minimum - 1), type.at("IsMinimumSet").get<bool>()) << key;
+      EXPECT_EQ(fails(maximum + 1), type.at("IsMaximumSet").get<bool>()) << key;
     }
-    const json& type = setting.at(is_integer ? "IntegerSigned" : "Floatingpoint");
-    const auto minimum = type.at("Minimum").get<std::int64_t>();
-    const auto maximum = type.at("Maximum").get<std::int64_t>();
-    const auto fails = [&, &of = key](std::int64_t value) {
-      return !failure_with(of, std::to_string(value)).empty();
-    };
-    EXPECT_FALSE(fails(minimum)) << key;
-    EXPECT_FALSE(fails(maximum)) << key;
-    EXPECT_EQ(fails(minimum - 1), type.at("IsMinimumSet").get<bool>()) << key;
-    EXPECT_EQ(fails(maximum + 1), type.at("IsMaximumSet").get<bool>()) << key;
   }
+}
+
+const std::string user_group = "credentials.user_credentials.";
+const std::string tls_group = "credentials.tls.";
+const std::string custom_group = "subscribe_custom.connection_subscribe_custom.";
+
+/// Every setting of every record. Texts, which are taken as they come, tell their key.
+setting_texts all_texts() {
+  setting_texts all{
+      {"connection.host", ""}, {"connection.port", "0"}, {"connection.client_id", ""}};
+  for (const auto& each : offers()) {
+    all.insert(each.texts.begin(), each.texts.end());
+  }
+  for (auto& [key, text] : all) {
+    text = text.empty() ? key + "\n\xff" : text;
+  }
+  return all;
+}
+
+TEST(settings, that_the_document_does_not_offer_have_limits_too) {
+  const auto check = failure_of<settings::mqtt_connect_check>;
+  const auto notification = failure_of<settings::mqtt_notification>;
+  const std::string no_selection = "could not be parsed into selection type ";
+  struct {
+    offer::failure_function failure;
+    std::string key;
+    const char* text;
+    std::string words;
+  } const cases[] = {
+      {check, "timeout", "0", ""},
+      {check, "timeout", "9223372036854775807", ""},
+      {check, "timeout", "-1", "is less than the allowed value of 0."},
+      {check, "timeout", "", "no value"},
+      {check, "interval", "1", ""},
+      {check, "interval", "0", "is less than the allowed value of 1."},
+      {check, "interval", "", "no value"},
+      {check, "logging", "Enabled", no_selection + "\"logging\"."},
+      {check, "ipversion", "", no_selection + "\"ipversion\"."},
+      {check, "credentials.connection_mqtt.port", "", "no value"},
+      {notification, "connection.port", "65535", ""},
+      {notification, "connection.port", "-1", "is less than the allowed value of 0."},
+      {notification, "connection.port", "65536", "is bigger than the allowed value of 65535."},
+      {notification, "connection.port", "", "no value"},
+      {notification, tls_group + "active", "on", no_selection + "\"active\"."},
+  };
+  for (const auto& each : cases) {
+    const std::string failure = each.failure(with(all_texts(), each.key, each.text));
+    EXPECT_TRUE(failure.ends_with(each.words) && failure.empty() == each.words.empty())
+        << each.key << " " << each.text << ": " << failure;
+  }
+}
+
+TEST(settings, have_each_text_in_its_place) {
+  auto texts = all_texts();
+  const auto sent = [&](const std::string& key) { return texts.at(key); };
+  const auto sensor = build<settings::mqtt_connect_check>(texts);
+  EXPECT_EQ(sensor.common.host, sent("host"));
+  EXPECT_EQ(sensor.common.timeout, 10);
+  EXPECT_EQ(sensor.common.cloud_api_key.reveal(), sent("brunvikcloudapikey"));
+  EXPECT_EQ(sensor.connection.port, 1883);
+  EXPECT_EQ(sensor.credentials.user, sent(user_group + "user"));
+  EXPECT_EQ(sensor.credentials.password.reveal(), sent(user_group + "password"));
+  EXPECT_EQ(sensor.tls.ca_certificate, sent(tls_group + "ca_certificate"));
+  EXPECT_EQ(sensor.tls.client_certificate, sent(tls_group + "client_certificate"));
+  EXPECT_EQ(sensor.tls.client_key, sent(tls_group + "client_key"));
+  EXPECT_EQ(sensor.tls.client_key_password.reveal(), sent(tls_group + "client_key_password"));
+  EXPECT_EQ(build<settings::statistics_sensor>(texts).topic,
+            sent("statistics.connection_statistics.topic"));
+  const auto roundtrip = build<settings::roundtrip_sensor>(texts);
+  EXPECT_EQ(roundtrip.topic, sent("roundtrip.connection_roundtrip.topic"));
+  EXPECT_EQ(roundtrip.client_id, sent("roundtrip.connection_roundtrip.client_id"));
+  const auto notification = build<settings::mqtt_notification>(texts);
+  EXPECT_EQ(notification.host, sent("connection.host"));
+  EXPECT_EQ(notification.client_id, sent("connection.client_id"));
+  const auto custom = build<settings::subscribe_custom_sensor>(
+      with(texts, custom_group + "channel10_scale_factor", "0.25"));
+  EXPECT_EQ(custom.topic, sent(custom_group + "topic"));
+  EXPECT_EQ(custom.message_path, sent(custom_group + "message_path"));
+  EXPECT_EQ(custom.channels[9].jsonpath, sent(custom_group + "channel10_jsonpath"));
+  EXPECT_EQ(custom.channels[9].name, sent(custom_group + "channel10_name"));
+  EXPECT_EQ(custom.channels[9].unit, sent(custom_group + "channel10_unit"));
+  EXPECT_EQ(custom.channels[9].scale_factor, 0.25);
+
+  EXPECT_EQ(sensor.common.interval, 60);
+  texts["interval"] = "30";
+  EXPECT_EQ(build<settings::mqtt_connect_check>(texts).common.interval, 30);
+  texts.erase("interval");
+  EXPECT_EQ(build<settings::mqtt_connect_check>(texts).common.interval, 60);
+}
+
+// All that is switched on one after the other, and what is on then.
+TEST(settings, switch_what_they_name) {
+  const std::pair<std::string, const char*> switches[] = {
+      {"logging", "enabled"},
+      {"ipversion", "IPv6"},
+      {"ipversion", "1"},
+      {user_group + "active", "yes"},
+      {tls_group + "active", "yes"},
+      {tls_group + "server_auth_active", "yes"},
+      {tls_group + "client_auth_active", "yes"},
+      {"roundtrip.connection_roundtrip.use_custom_settings", "yes"},
+      {custom_group + "channel10", "enable"},
+      {custom_group + "channel5_type", "delta_counter"},
+      {custom_group + "channel5_type", "absolute_integer"},
+      {custom_group + "duration_since_last_message", "enable"},
+      {custom_group + "retain_last_message", "retain"},
+      {"ipversion", "0"}};
+  std::string on;
+  for (const auto& [key, option] : switches) {
+    const auto texts = with(all_texts(), key, option);
+    const auto custom = build<settings::subscribe_custom_sensor>(texts);
+    const std::pair<int, char> states[] = {
+        {static_cast<int>(custom.common.logging), 'l'},
+        {static_cast<int>(custom.common.ipversion), '6'},
+        {custom.credentials.active, 'u'},
+        {custom.tls.active, 't'},
+        {custom.tls.server_auth_active, 's'},
+        {custom.tls.client_auth_active, 'c'},
+        {build<settings::roundtrip_sensor>(texts).use_custom_settings, 'r'},
+        {custom.channels[9].is_on(), 'X'},
+        {custom.channels[4].type == settings::channel_type::delta_counter, 'd'},
+        {custom.channels[4].type == settings::channel_type::absolute_integer, 'i'},
+        {static_cast<int>(custom.duration_since_last_message), 'D'},
+        {static_cast<int>(custom.retain_last_message), 'R'},
+        {!custom.channels[0].is_on() || custom.channels[8].is_on(), '!'}};
+    for (const auto& [is_on, letter] : states) {
+      on += is_on != 0 ? std::string(1, letter) : "";
+    }
+    on += ' ';
+  }
+  EXPECT_EQ(on, "l 6 6 u t s c r X d i D R  ");
 }
 
 }  // namespace
