@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <future>
 #include <latch>
 #include <random>
@@ -11,24 +10,6 @@
 
 namespace kavu_test {
 namespace {
-
-/// A place where a thread waits until the test lets it go on.
-class barrier_gate {
- public:
-  void pass() {
-    ++arrived_;
-    released_.wait();
-  }
-  bool wait_for_arrivals(int count) {
-    return eventually([&] { return arrived_ >= count; });
-  }
-  void open() { open_.set_value(); }
-
- private:
-  std::atomic<int> arrived_ = 0;
-  std::promise<void> open_;
-  std::shared_future<void> released_ = open_.get_future().share();
-};
 
 TEST(dispatcher_concurrency, different_sensors_scan_side_by_side) {
   recording_host host;
@@ -44,14 +25,17 @@ TEST(dispatcher_concurrency, different_sensors_scan_side_by_side) {
 
 TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
   recording_host host;
-  barrier_gate gate;
-  scripted_sensor::offer(host, "slow", [&](scripted_sensor&) { gate.pass(); });
+  std::latch inside(1), go_on(1);
+  scripted_sensor::offer(host, "slow", [&](scripted_sensor&) {
+    inside.count_down();
+    go_on.wait();
+  });
   scripted_sensor::offer(host, "quick", [](scripted_sensor&) {});
   host.dispatcher.create_sensor_instance(1, wrap(sensor_named("slow")));
   host.dispatcher.create_sensor_instance(2, wrap(sensor_named("quick")));
   auto scan =
       std::async(std::launch::async, [&] { return host.dispatcher.execute_sensor_scan(1); });
-  ASSERT_TRUE(gate.wait_for_arrivals(1));
+  inside.wait();
   EXPECT_EQ(host.dispatcher.destroy_sensor_instance(2), 0);
 
   // One of the two waits for the scan; for the other the sensor is unknown already.
@@ -65,7 +49,7 @@ TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
   EXPECT_NE(is_over(removals[0]), is_over(removals[1]));
   EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 6);
   EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 5);
-  gate.open();
+  go_on.count_down();
   EXPECT_EQ(scan.get(), 0);
   EXPECT_EQ(removals[0].get() + removals[1].get(), 0 + 6);
   EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 0);
@@ -73,20 +57,24 @@ TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
 
 TEST(dispatcher_concurrency, a_sensor_that_is_being_built_holds_its_id_and_nobody_up) {
   recording_host host;
-  barrier_gate gate;
+  std::latch inside(1), go_on(1);
   scripted_sensor::offer(
-      host, "slow to build", [](scripted_sensor&) {}, [&](scripted_sensor&) { gate.pass(); });
+      host, "slow to build", [](scripted_sensor&) {},
+      [&](scripted_sensor&) {
+        inside.count_down();
+        go_on.wait();
+      });
   scripted_sensor::offer(host, "quick", [](scripted_sensor&) {});
   auto creation = std::async(std::launch::async, [&] {
     return host.dispatcher.create_sensor_instance(1, wrap(sensor_named("slow to build")));
   });
-  ASSERT_TRUE(gate.wait_for_arrivals(1));
+  inside.wait();
   EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 5);
   EXPECT_EQ(host.dispatcher.destroy_sensor_instance(1), 6);
   EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 6);
   EXPECT_EQ(host.dispatcher.create_sensor_instance(2, wrap(sensor_named("quick"))), 0);
   EXPECT_EQ(host.dispatcher.execute_sensor_scan(2), 0);
-  gate.open();
+  go_on.count_down();
   EXPECT_EQ(creation.get(), 0);
   EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 0);
 }
@@ -126,22 +114,16 @@ TEST(dispatcher_concurrency, the_end_destroys_slow_sensors_side_by_side) {
   std::latch all_leaving(10);
   {
     recording_host host;
-    class leaver : public lib::sensors::sensor_base<host_name> {
-     public:
-      leaver(const lib::sensors::creation_context& context,
-             const lib::settings::sensor_data_wrapper& data, std::latch& latch)
-          : sensor_base(context, data), latch_(latch) {}
-      ~leaver() override { latch_.arrive_and_wait(); }
-
-     protected:
-      void work() override {}
-
-     private:
-      std::latch& latch_;
+    struct leaver : scripted_sensor {
+      using scripted_sensor::scripted_sensor;
+      ~leaver() override { leaving->arrive_and_wait(); }
+      std::latch* leaving = nullptr;
     };
     host.dispatcher.register_sensor(
         "leaver", [&](const auto& context, lib::module::sensor_stock& stock, const auto& data) {
-          stock.add_sensor(context.id, std::make_shared<leaver>(context, data, all_leaving));
+          const auto sensor = std::make_shared<leaver>(context, data, nullptr, nullptr);
+          sensor->leaving = &all_leaving;
+          stock.add_sensor(context.id, sensor);
         });
     for (int id = 0; id < 10; ++id) {
       host.dispatcher.create_sensor_instance(id, wrap(sensor_named("leaver")));

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "kavuhelper/failure_text.hpp"
 #include "kavuhelper/utils/exceptions.hpp"
 #include "platform/recording_host.hpp"
@@ -46,7 +44,7 @@ TEST(settings_buffer, everything_in_it_can_be_read) {
   EXPECT_THROW((void)data.get_secure_value("no"), failures::setting_not_available);
 }
 
-TEST(settings_buffer, null_empty_and_foreign_ones_are_unreadable) {
+TEST(settings_buffer, null_empty_foreign_and_truncated_ones_are_unreadable) {
   EXPECT_THROW(sensor_data_wrapper(nullptr, 0), unreadable);
   EXPECT_THROW(sensor_data_wrapper(nullptr, 100), unreadable);
   EXPECT_THROW(sensor_data_wrapper("", 0), unreadable);
@@ -57,27 +55,9 @@ TEST(settings_buffer, null_empty_and_foreign_ones_are_unreadable) {
   EXPECT_THROW(read(envelope.SerializeAsString()), unreadable);
   EXPECT_EQ(failure_text<unreadable>([] { (void)read("not an envelope"); }),
             "Could not deserialize message type Envelope of size 15.");
-}
-
-TEST(settings_buffer, truncated_ones_are_unreadable) {
   const std::string bytes = rich_settings().serialize();
   for (std::size_t length = 0; length < bytes.size(); ++length) {
     EXPECT_THROW(read(bytes.substr(0, length)), unreadable) << length;
-  }
-}
-
-TEST(settings_buffer, random_and_spoiled_bytes_are_read_or_refused) {
-  std::mt19937 random(20);
-  const std::string good = rich_settings().serialize();
-  for (int i = 0; i < 20'000; ++i) {
-    std::string bytes = i % 2 == 0 ? good : std::string(random() % 200, '\0');
-    for (std::size_t flips = i % 2 == 0 ? 1 + random() % 4 : bytes.size(); flips > 0; --flips) {
-      bytes[random() % bytes.size()] = static_cast<char>(random());
-    }
-    try {
-      (void)read(bytes).to_json();
-    } catch (const unreadable&) {
-    }
   }
 }
 
