@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <future>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -21,103 +23,83 @@ struct connection {
   int number = 0;
 };
 
-/// A build that a test holds up and ends as it likes.
-class held_build {
- public:
-  std::unique_ptr<connection> operator()() {
-    ++started;
-    outcome_.wait();
-    return std::make_unique<connection>(connection{outcome_.get()});
-  }
-  void finish(int number) { promise_.set_value(number); }
-  void fail() { promise_.set_exception(std::make_exception_ptr(std::runtime_error("refused"))); }
-
-  std::atomic<int> started = 0;
-
- private:
-  std::promise<int> promise_;
-  std::shared_future<int> outcome_ = promise_.get_future().share();
-};
-
 class keyed_build : public testing::Test {
  protected:
   using outcome = std::future<std::shared_ptr<connection>>;
 
-  outcome ask(const std::string& key, std::optional<std::chrono::milliseconds> limit = {}) {
-    return std::async(std::launch::async, [this, key, limit] {
+  /// Asks on a thread of its own; the build ends when `result` is set.
+  outcome ask(std::optional<std::chrono::milliseconds> limit = {}) {
+    return std::async(std::launch::async, [this, limit] {
       ++asking;
-      return container.get_or_build<connection>(key, std::ref(build), limit);
+      return container.get_or_build<connection>(key, build, limit);
     });
   }
   /// One that builds, and others that ask for the same key meanwhile.
   std::vector<outcome> ask_together(int count) {
     std::vector<outcome> all;
     for (int i = 0; i < count; ++i) {
-      all.push_back(ask("key"));
+      all.push_back(ask());
     }
-    EXPECT_TRUE(eventually([&] { return build.started == 1 && asking == count; }));
+    EXPECT_TRUE(eventually([&] { return started == 1 && asking == count; }));
     return all;
   }
 
+  const std::string key = "key";
   service_container container;
-  held_build build;
+  std::promise<int> result;
+  std::function<std::unique_ptr<connection>()> build = [this, ends = result.get_future().share()] {
+    ++started;
+    return std::make_unique<connection>(connection{ends.get()});
+  };
   std::atomic<int> asking = 0;
+  std::atomic<int> started = 0;
 };
 
 TEST_F(keyed_build, whoever_wants_the_same_key_gets_the_one_that_is_being_built) {
   auto all = ask_together(4);
-  build.finish(7);
+  result.set_value(7);
   const auto first = all[0].get();
   EXPECT_EQ(first->number, 7);
   for (std::size_t i = 1; i < all.size(); ++i) {
     EXPECT_EQ(all[i].get(), first);
   }
-  EXPECT_EQ(build.started, 1);
-  EXPECT_EQ(container.get_instance<connection>(std::string("key")), first);
+  EXPECT_EQ(started, 1);
+  EXPECT_EQ(container.get_instance<connection>(key), first);
 }
 
 TEST_F(keyed_build, a_failure_reaches_everyone_and_the_next_one_builds_anew) {
   auto all = ask_together(3);
-  build.fail();
+  result.set_exception(std::make_exception_ptr(std::runtime_error("refused")));
   for (auto& each : all) {
     // Who came too late to wait has built himself, with the same outcome.
     EXPECT_THROW(each.get(), std::runtime_error);
   }
-  EXPECT_FALSE(container.has_instance<connection>(std::string("key")));
+  EXPECT_FALSE(container.has_instance<connection>(key));
   const auto next = container.get_or_build<connection>(
-      std::string("key"), [] { return std::make_shared<connection>(connection{2}); });
+      key, [] { return std::make_shared<connection>(connection{2}); });
   EXPECT_EQ(next->number, 2);
 }
 
-TEST_F(keyed_build, nobody_else_waits) {
-  auto builder = ask("key");
-  ASSERT_TRUE(eventually([&] { return build.started == 1; }));
+TEST_F(keyed_build, nobody_waits_without_need_or_longer_than_he_wants) {
+  auto builder = ask_together(1);
   container.add_factory<int>([] { return std::make_unique<int>(5); });
   EXPECT_EQ(*container.get_or_create<int>(), 5);
-  EXPECT_FALSE(container.has_instance<connection>(std::string("key")));
-  const auto other = container.get_or_build<connection>(
-      std::string("other key"), [] { return std::make_unique<connection>(); });
-  EXPECT_EQ(container.get_instance<connection>(std::string("other key")), other);
-  build.finish(1);
-  EXPECT_EQ(builder.get()->number, 1);
-}
-
-TEST_F(keyed_build, patience_ends_with_a_failure_of_its_own) {
-  auto builder = ask("key");
-  ASSERT_TRUE(eventually([&] { return build.started == 1; }));
-  EXPECT_THROW(ask("key", std::chrono::milliseconds(5)).get(), failures::build_wait_expired);
-  build.finish(1);
-  EXPECT_EQ(builder.get()->number, 1);
+  EXPECT_FALSE(container.has_instance<connection>(key));
+  const std::string other = "other key";
+  const auto built =
+      container.get_or_build<connection>(other, [] { return std::make_unique<connection>(); });
+  EXPECT_EQ(container.get_instance<connection>(other), built);
+  EXPECT_THROW(ask(std::chrono::milliseconds(5)).get(), failures::build_wait_expired);
+  result.set_value(1);
+  EXPECT_EQ(builder[0].get()->number, 1);
 }
 
 TEST_F(keyed_build, a_build_that_needs_itself_is_refused) {
-  const std::string key = "key";
-  EXPECT_THROW((void)container.get_or_build<connection>(key,
-                                                        [&] {
-                                                          (void)container.get_or_build<connection>(
-                                                              key, std::ref(build));
-                                                          return std::make_unique<connection>();
-                                                        }),
+  const auto needs_itself = [&] {
+    (void)container.get_or_build<connection>(key, build);
+    return std::make_unique<connection>();
+  };
+  EXPECT_THROW((void)container.get_or_build<connection>(key, needs_itself),
                failures::service_container_error);
   EXPECT_THROW(
       (void)container.get_or_build<connection>(key, [] { return std::unique_ptr<connection>(); }),

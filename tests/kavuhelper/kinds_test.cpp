@@ -18,11 +18,9 @@ using std::string_view_literals::operator""sv;
 
 constexpr validation_rules port{1, true, 65535, true};
 
-TEST(kind_integer, takes_whole_decimal_numbers) {
-  const std::pair<std::string_view, std::int64_t> good[] = {{"0", 0},
-                                                            {"-0", 0},
+TEST(kind_integer, takes_whole_decimal_numbers_within_the_limits_that_are_set) {
+  const std::pair<std::string_view, std::int64_t> good[] = {{"-0", 0},
                                                             {"007", 7},
-                                                            {"-5", -5},
                                                             {"9223372036854775807", INT64_MAX},
                                                             {"-9223372036854775808", INT64_MIN}};
   for (const auto& [text, number] : good) {
@@ -33,9 +31,6 @@ TEST(kind_integer, takes_whole_decimal_numbers) {
                           "1\0"sv, "9223372036854775808"sv, "\xd9\xa1"sv}) {
     EXPECT_THROW((void)kind_integer::parse_and_validate(text), failures::setting_invalid) << text;
   }
-}
-
-TEST(kind_integer, checks_only_the_limits_that_are_set) {
   for (const auto& [text, rules] :
        {std::pair{"1", port}, {"65535", port}, {"-9", {1, false}}, {"99", {1, true, 2, false}}}) {
     EXPECT_TRUE(kind_integer::parse_and_validate(text, rules)) << text;

@@ -23,16 +23,6 @@ int run_once(recording_host& host, bool logging, const scripted_sensor::step& sc
   return code;
 }
 
-std::vector<std::string> lines(const recording_host& host) {
-  std::vector<std::string> texts;
-  for (const auto& record : host.inbox.log_records()) {
-    EXPECT_EQ(record.sensor_id(), 1);
-    EXPECT_EQ(record.severity(), 7);
-    texts.push_back(record.text());
-  }
-  return texts;
-}
-
 TEST(sensor_base, a_good_scan_logs_its_banners_and_sends_its_own_result) {
   recording_host host;
   EXPECT_EQ(run_once(host, true,
@@ -44,13 +34,18 @@ TEST(sensor_base, a_good_scan_logs_its_banners_and_sends_its_own_result) {
                        sensor.send(result);
                      }),
             0);
-  EXPECT_EQ(lines(host),
-            (std::vector<std::string>{
-                "#################### Initializing ####################",
-                std::string("libKavuHelper version is: ") + lib::utils::library_version(),
-                "#################### Enter sensor scan ####################", "working",
-                "#################### Exit sensor scan  ####################",
-                "#################### Cleaning Up  ####################"}));
+  std::string lines;
+  for (const auto& record : host.inbox.log_records()) {
+    EXPECT_EQ(record.sensor_id(), 1);
+    EXPECT_EQ(record.severity(), 7);
+    lines += record.text() + "\n";
+  }
+  EXPECT_EQ(lines, std::string("#################### Initializing ####################\n"
+                               "libKavuHelper version is: ") +
+                       lib::utils::library_version() +
+                       "\n#################### Enter sensor scan ####################\nworking\n"
+                       "#################### Exit sensor scan  ####################\n"
+                       "#################### Cleaning Up  ####################\n");
   const auto results = host.inbox.scan_results(1);
   ASSERT_EQ(results.size(), 1U);
   EXPECT_EQ(results[0].response_code(), kavu::wire::RESPONSE_CODE_OK);
@@ -58,40 +53,26 @@ TEST(sensor_base, a_good_scan_logs_its_banners_and_sends_its_own_result) {
 }
 
 TEST(sensor_base, a_standard_failure_of_a_scan_becomes_one_error_result) {
-  struct {
-    scripted_sensor::step scan;
-    const char* key;
-    const char* text;
-  } const cases[] = {
-      {[](scripted_sensor&) { throw failures::setting_not_available("a,b"); },
-       "#:libkavuhelper.error.setting_not_available[a\\,b]",
-       "The setting \"a,b\" was not available."},
-      {[](scripted_sensor&) { throw std::out_of_range("plain"); }, "plain", "plain"},
-  };
-  for (const auto& each : cases) {
-    recording_host host;
-    EXPECT_EQ(run_once(host, true,
-                       [&each](scripted_sensor& sensor) {
-                         sensor.channels().register_definition(3, {"k", "t"}, {});
-                         each.scan(sensor);
-                       }),
-              0);
-    const auto results = host.inbox.scan_results(1);
-    ASSERT_EQ(results.size(), 1U);
-    EXPECT_EQ(results[0].response_code(), kavu::wire::RESPONSE_CODE_ERROR);
-    EXPECT_EQ(results[0].error_code(), 0);
-    EXPECT_EQ(results[0].message().key(), each.key);
-    EXPECT_EQ(results[0].message().text(), each.text);
-    EXPECT_EQ(results[0].definitions_size(), 1);
-    EXPECT_TRUE(host.inbox.logged(each.text));
-    EXPECT_TRUE(host.inbox.logged("Exit sensor scan"));
-  }
+  recording_host host;
+  EXPECT_EQ(run_once(host, true,
+                     [](scripted_sensor& sensor) {
+                       sensor.channels().register_definition(3, {"k", "t"}, {});
+                       throw failures::setting_not_available("a,b");
+                     }),
+            0);
+  const auto results = host.inbox.scan_results(1);
+  ASSERT_EQ(results.size(), 1U);
+  EXPECT_EQ(results[0].response_code(), kavu::wire::RESPONSE_CODE_ERROR);
+  EXPECT_EQ(results[0].message().key(), "#:libkavuhelper.error.setting_not_available[a\\,b]");
+  EXPECT_EQ(results[0].message().text(), "The setting \"a,b\" was not available.");
+  EXPECT_EQ(results[0].definitions_size(), 1);
+  EXPECT_TRUE(host.inbox.logged("The setting \"a,b\" was not available."));
+  EXPECT_TRUE(host.inbox.logged("Exit sensor scan"));
 }
 
 TEST(sensor_base, anything_else_goes_on_to_the_caller) {
   recording_host host;
   EXPECT_THROW(run_once(host, true, [](scripted_sensor&) { throw 5; }), int);
-  EXPECT_FALSE(host.inbox.logged("Exit sensor scan"));
   EXPECT_TRUE(host.inbox.scan_results(1).empty());
   EXPECT_EQ(host.dispatcher.destroy_sensor_instance(1), 0);
 }
@@ -100,17 +81,18 @@ TEST(sensor_base, without_its_log_no_text_is_built) {
   recording_host host;
   EXPECT_EQ(run_once(host, false,
                      [](scripted_sensor& sensor) {
-                       EXPECT_EQ(sensor.logger(), nullptr);
                        sensor.log("into nothing");
                        sensor.log_lazily([]() -> std::string {
                          ADD_FAILURE() << "built";
                          return {};
                        });
-                       throw std::runtime_error("failed");
+                       throw std::runtime_error("plain");
                      }),
             0);
-  EXPECT_TRUE(lines(host).empty());
-  EXPECT_EQ(host.inbox.scan_results(1).size(), 1U);
+  EXPECT_TRUE(host.inbox.log_records().empty());
+  const auto results = host.inbox.scan_results(1);
+  ASSERT_EQ(results.size(), 1U);
+  EXPECT_EQ(results[0].message().key(), "plain");
 }
 
 TEST(sensor_base, a_log_that_fails_does_not_keep_a_sensor_from_going) {
