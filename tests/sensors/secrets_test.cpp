@@ -29,40 +29,30 @@ std::vector<std::string> lines_of(const std::string& pem) {
   return lines;
 }
 
-/// The ways in which a user can give secrets, right ones and wrong ones.
-std::vector<std::function<void(host_settings&)>> ways_to_connect() {
+/// The ways in which a user can give secrets, right ones first.
+constexpr std::string_view ways[] = {"encrypted key", "plain key",  "one text",  "wrong user",
+                                     "wrong phrase",  "half of it", "unreadable"};
+constexpr std::size_t right_ways = 3;
+
+host_settings connecting(host_settings settings, std::string_view how) {
   const auto& known = certificates::get();
-  const auto protect = [&known](host_settings& settings) -> host_settings& {
-    return settings.user("anna", password).tls(known.authority.pem);
-  };
-  return {
-      [=, &known](host_settings& settings) {
-        protect(settings).client_certificate(known.client_with_encrypted_key);
-      },
-      [=, &known](host_settings& settings) { protect(settings).client_certificate(known.client); },
-      [=, &known](host_settings& settings) {  // certificate and key in one text
-        protect(settings)
-            .client_certificate(known.client)
-            .set("credentials.tls.client_certificate", known.client.pem + known.client.key_pem)
-            .set("credentials.tls.client_key", "");
-      },
-      [=, &known](host_settings& settings) {
-        protect(settings).user("anna", wrong_password).client_certificate(known.client);
-      },
-      [=, &known](host_settings& settings) {
-        protect(settings)
-            .client_certificate(known.client_with_encrypted_key)
-            .set("credentials.tls.client_key_password", wrong_pass_phrase);
-      },
-      [=, &known](host_settings& settings) {  // half of the certificate is lost
-        protect(settings)
-            .client_certificate(known.client)
-            .set("credentials.tls.client_certificate", known.client.pem.substr(0, 200));
-      },
-      [=, &known](host_settings& settings) {  // fails before it can connect
-        protect(settings).client_certificate(known.client).set("credentials.tls.active", "on");
-      },
-  };
+  const auto& client = how == "encrypted key" || how == "wrong phrase"
+                           ? known.client_with_encrypted_key
+                           : known.client;
+  settings.user("anna", how == "wrong user" ? wrong_password : password)
+      .tls(known.authority.pem)
+      .client_certificate(client);
+  if (how == "one text") {
+    settings.set("credentials.tls.client_certificate", client.pem + client.key_pem)
+        .set("credentials.tls.client_key", "");
+  } else if (how == "wrong phrase") {
+    settings.set("credentials.tls.client_key_password", wrong_pass_phrase);
+  } else if (how == "half of it") {
+    settings.set("credentials.tls.client_certificate", client.pem.substr(0, 200));
+  } else if (how == "unreadable") {
+    settings.set("credentials.tls.active", "on");
+  }
+  return settings;
 }
 
 /// Everything that a module offers, with logging on, and the number of what succeeded.
@@ -100,26 +90,25 @@ TEST(secrets, do_not_come_back_in_any_message) {
   const auto port = broker.tls_port();
   module_host host;
   std::vector<std::future<int>> running;
-  for (const auto& connect : ways_to_connect()) {
-    const auto made = [&connect](host_settings settings, bool is_notification = false) {
-      connect(settings);
-      if (!is_notification) {
-        settings.set("logging", "enabled").set("timeout", "2");
-        settings.set("brunvikcloudapikey", api_key);
-      }
-      return settings;
+  for (const auto how : ways) {
+    const auto logging = [how](const host_settings& settings) {
+      return connecting(settings, how)
+          .set("logging", "enabled")
+          .set("timeout", "2")
+          .set("brunvikcloudapikey", api_key);
     };
     running.push_back(
         std::async(std::launch::async, run_everything, std::ref(host),
-                   made(host_settings::connect_check(port)),
-                   std::vector{made(host_settings::roundtrip_sensor(port)),
-                               made(host_settings::statistics_sensor(port, "a/#")),
-                               made(host_settings::custom_sensor(port, "a/b").channel(1, "$"))},
-                   made(host_settings::notification(port, "a/c", "text"), true),
+                   logging(host_settings::connect_check(port)),
+                   std::vector{logging(host_settings::roundtrip_sensor(port)),
+                               logging(host_settings::statistics_sensor(port, "a/#")),
+                               logging(host_settings::custom_sensor(port, "a/b").channel(1, "$"))},
+                   connecting(host_settings::notification(port, "a/c", "text"), how),
                    static_cast<std::int32_t>(running.size() * 100)));
   }
-  for (std::size_t way = 0; way < running.size(); ++way) {
-    EXPECT_EQ(running[way].get(), way < 3 ? 5 : 0) << "way " << way;
+  for (std::size_t number = 0; const auto how : ways) {
+    EXPECT_EQ(running[number].get(), number < right_ways ? 5 : 0) << how;
+    ++number;
   }
 
   EXPECT_TRUE(host.inbox().contains("\"********\""));  // the settings do come back
