@@ -44,8 +44,7 @@ TEST(jsonpath_expressions_test, lets_go_of_the_one_that_was_unused_for_longest) 
 
 TEST(jsonpath_expressions_test, serves_many_threads_while_it_overflows) {
   const auto expressions = std::make_shared<jsonpath_expressions>(3);
-  std::vector<std::thread> threads;
-  threads.reserve(4);
+  std::vector<std::jthread> threads;
   for (int number = 0; number < 4; ++number) {
     threads.emplace_back([&, number] {
       for (int round = 0; round < 300; ++round) {
@@ -57,9 +56,7 @@ TEST(jsonpath_expressions_test, serves_many_threads_while_it_overflows) {
       }
     });
   }
-  for (auto& thread : threads) {
-    thread.join();
-  }
+  threads.clear();
   EXPECT_EQ(expressions->size(), 3U);
 }
 

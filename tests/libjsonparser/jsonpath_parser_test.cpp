@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <string>
 
 #include "libjsonparser/exceptions.hpp"
@@ -11,9 +12,6 @@ namespace brunvik::monitoring_modules::libjsonparser {
 namespace {
 
 using kavu_test::outcome;
-
-constexpr const char* array_type =
-    "unexpected_type_error: The received value has an unexpected data type. Type is: array";
 
 std::string unexpected(const std::string& type) {
   return "unexpected_type_error: The received value has an unexpected data type. Type is: " + type;
@@ -33,26 +31,20 @@ TEST(jsonpath_parser_test, converts_every_type_of_value_or_says_why_not) {
   const struct {
     std::string json, text, integer, number, boolean;
   } cases[] = {
-      {"42", "42", "42", "42", unexpected("integer")},
       {"9223372036854775807", "9223372036854775807", "9223372036854775807",
        "9.2233720368547758e+18", unexpected("integer")},
       {"-9223372036854775808", "-9223372036854775808", "-9223372036854775808",
        "-9.2233720368547758e+18", unexpected("integer")},
-      {"9223372036854775808", "9223372036854775808", no_integer("9223372036854775808"),
-       "9.2233720368547758e+18", unexpected("integer")},
       {"123456789012345678901234567890", "123456789012345678901234567890",
        no_integer("123456789012345678901234567890"), "1.2345678901234568e+29",
        unexpected("integer")},
-      {"2.5", "2.5", unexpected("floating point"), "2.5", unexpected("floating point")},
       {"-21.0", "-21.0", "-21", "-21", unexpected("floating point")},
       {"1e17", "1e+17", unexpected("floating point"), "1e+17", unexpected("floating point")},
       {"1e300", "1e+300", no_integer("1e+300"), "1.0000000000000001e+300",
        unexpected("floating point")},
       {"1e400", unconvertible("inf", "string"), no_integer("inf"), no_float("inf"),
        unexpected("floating point")},
-      {"\"42\"", "42", "42", "42", unexpected("string")},
       {"\"4x\"", "4x", "4", "4", unexpected("string")},
-      {"\"x\"", "x", no_integer("x"), no_float("x"), unexpected("string")},
       {"\"inf\"", "inf", no_integer("inf"), no_float("inf"), unexpected("string")},
       {"\"9223372036854775808\"", "9223372036854775808", no_integer("9223372036854775808"),
        "9.2233720368547758e+18", unexpected("string")},
@@ -61,11 +53,10 @@ TEST(jsonpath_parser_test, converts_every_type_of_value_or_says_why_not) {
       {"\"false\"", "false", no_integer("false"), no_float("false"), "false"},
       {"\"TRUE\"", "TRUE", no_integer("TRUE"), no_float("TRUE"), unexpected("string")},
       {"null", "null", unexpected("null"), unexpected("null"), unexpected("null")},
-      {"[1, \"b\", null]", "[1,\"b\",null]", array_type, array_type, array_type},
+      {"[1, \"b\", null]", "[1,\"b\",null]", unexpected("array"), unexpected("array"),
+       unexpected("array")},
       {"{\"z\": 1.0, \"b\": [1e999]}", "{\"b\":[1e9999],\"z\":1.0}", unexpected("object"),
        unexpected("object"), unexpected("object")},
-      {R"("\u00e4 \"\n")", "ä \"\n", no_integer("ä \"\n"), no_float("ä \"\n"),
-       unexpected("string")},
   };
   for (const auto& each : cases) {
     const jsonpath_parser parser("{\"value\":" + each.json + "}");
@@ -91,16 +82,12 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
       {"$.boilers[?(@.t > 25)].name", "west"},
       {"$.boilers[?(@.name =~ /^e.*t/)].t", "21.5"},
       {"$..p", "1"},
-      {"$.list[-1]", "3"},
-      {"$.list.length", "3"},
       {"sum($.list)", "6.0"},
       {"tokenize($.word, 'l')", "[\"he\",\"\",\"o\"]"},
       {"abs($.minus)", "1"},
       {"abs($.least)", "9.223372036854776e+18"},
       {"eval($.a / $.b)", "3"},
-      {"eval($.a % $.b)", "1"},
       {"eval($.a - $.b * $.b)", "3"},
-      {"eval(-$.a)", "-7"},
       // What is no 64-bit integer becomes a floating point number instead of another integer.
       {"eval($.most + $.a)", "9.223372036854776e+18"},
       {"eval($.most * -1 - $.b)", "-9.223372036854776e+18"},
@@ -141,15 +128,8 @@ TEST(jsonpath_parser_test, returns_all_matches_as_a_list) {
   EXPECT_EQ(parser.query_list("$.a"), (jsonpath_parser::list{"[1,\"two\",[3]]"}));
   EXPECT_TRUE(parser.query_list("$.b").empty());
   EXPECT_THROW((void)parser.query_list("$["), exceptions::query_error);
-}
-
-TEST(jsonpath_parser_test, does_not_offer_the_queries_for_objects) {
-  const jsonpath_parser parser("{}");
-  const std::string expected = "other failure: NOT YET IMPLEMENTED";
-  EXPECT_EQ(outcome([&] { return parser.query_object("$").size(); }), expected);
-  EXPECT_EQ(outcome([&] { return parser.query_list_of_objects("$").size(); }), expected);
-  EXPECT_EQ(outcome([&] { return parser.query_object_of_lists("$").size(); }), expected);
-  EXPECT_THROW((void)parser.query_object("$"), exceptions::exception);
+  EXPECT_EQ(outcome([&] { return parser.query_object("$").size(); }),
+            "other failure: NOT YET IMPLEMENTED");
 }
 
 TEST(jsonpath_parser_test, compares_numbers_of_any_size_with_anything) {
@@ -175,6 +155,31 @@ TEST(jsonpath_parser_test, compares_numbers_of_any_size_with_anything) {
     EXPECT_EQ(parser.query_list("$[?(" + filter + ")].id"), ids) << filter;
   }
   EXPECT_EQ(parser.query_string("eval($[2].state + 1)"), "1e+20");
+}
+
+struct decimal_comma : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+// The locale of C, which not every machine has, is set by a test of the whole module.
+TEST(jsonpath_parser_test, reads_and_writes_numbers_as_ever_in_a_country_with_a_decimal_comma) {
+  const auto before = std::locale::global(std::locale(std::locale::classic(), new decimal_comma));
+  const jsonpath_parser parser(
+      R"({"number": 1234.5, "text": "2.75 bar", "comma": "2,75", "large": 1234567,
+          "hard": [5e-324, 0.1, 123456789.12345679, 1e23, 9007199254740993.0, 2.5e-7]})");
+  EXPECT_EQ(parser.query_float("$.number"), 1234.5);
+  EXPECT_EQ(parser.query_float("$.text"), 2.75);
+  EXPECT_EQ(parser.query_float("$.comma"), 2.0);
+  EXPECT_EQ(parser.query_string("$.number"), "1234.5");
+  EXPECT_EQ(parser.query_string("$.large"), "1234567");
+  EXPECT_EQ(parser.query_string("$.hard"),
+            "[5e-324,0.1,123456789.12345679,1e+23,9007199254740992.0,2.5e-07]");
+  EXPECT_EQ(parser.query_float("to_number('1.5')"), 1.5);
+  EXPECT_EQ(parser.query_list("$[?(@ > 1234.25 && @ < 1234.75)]"),
+            (jsonpath_parser::list{"1234.5"}));
+  std::locale::global(before);
 }
 
 }  // namespace

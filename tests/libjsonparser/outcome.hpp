@@ -3,28 +3,27 @@
 #include <iomanip>
 #include <sstream>
 #include <string>
-#include <type_traits>
 
 #include "libjsonparser/exceptions.hpp"
 
 /// What a query returns or throws, as one text that a table can hold.
 namespace kavu_test {
 
+template <class Class>
+bool is(const std::exception& failure) {
+  return dynamic_cast<const Class*>(&failure) != nullptr;
+}
+
 inline std::string failure_text(const std::exception& failure) {
-  namespace own = brunvik::monitoring_modules;
-  const auto is = [&]<class Class>(std::type_identity<Class>) {
-    return dynamic_cast<const Class*>(&failure) != nullptr;
-  };
-  using namespace own::libjsonparser::exceptions;
-  using namespace own::libparser::exceptions;
-  const char* const name =
-      is(std::type_identity<parse_error>())              ? "parse_error"
-      : is(std::type_identity<query_error>())            ? "query_error"
-      : is(std::type_identity<unexpected_array_error>()) ? "unexpected_array_error"
-      : is(std::type_identity<conversion_error>())       ? "conversion_error"
-      : is(std::type_identity<empty_result>())           ? "empty_result"
-      : is(std::type_identity<unexpected_type_error>())  ? "unexpected_type_error"
-                                                         : "other failure";
+  using namespace brunvik::monitoring_modules::libjsonparser::exceptions;
+  using namespace brunvik::monitoring_modules::libparser::exceptions;
+  const char* const name = is<parse_error>(failure)              ? "parse_error"
+                           : is<query_error>(failure)            ? "query_error"
+                           : is<unexpected_array_error>(failure) ? "unexpected_array_error"
+                           : is<conversion_error>(failure)       ? "conversion_error"
+                           : is<empty_result>(failure)           ? "empty_result"
+                           : is<unexpected_type_error>(failure)  ? "unexpected_type_error"
+                                                                 : "other failure";
   return std::string(name) + ": " + failure.what();
 }
 
