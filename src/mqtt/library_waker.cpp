@@ -115,6 +115,17 @@ struct library_waker::library_callbacks {
     MQTTAsync_free(topic);
     return 1;
   }
+
+  static void left(void* context) {
+    auto& waker = *static_cast<library_waker*>(context);
+    {
+      const std::lock_guard lock(waker.mutex_);
+      --waker.to_be_sent_;
+    }
+    waker.changed_.notify_all();
+  }
+  static void sent(void* context, MQTTAsync_successData* /*data*/) { left(context); }
+  static void not_sent(void* context, MQTTAsync_failureData* /*data*/) { left(context); }
 };
 
 std::shared_ptr<library_waker> library_waker::shared() {
@@ -143,7 +154,8 @@ library_waker::library_waker() {
 // The library calls back and destroys with the same lock held, so no callback comes after that.
 library_waker::~library_waker() {
   if (handle_ != nullptr) {
-    MQTTAsync_destroy(&handle_);
+    let_sender_finish();
+    with_library_lock([&] { MQTTAsync_destroy(&handle_); });
   }
   if (peer_ >= 0) {
     close(peer_);
@@ -173,7 +185,7 @@ bool library_waker::start_connecting(std::uint16_t port) {
   options.MQTTVersion = MQTTVERSION_3_1_1;
   options.onSuccess = library_callbacks::connected;
   options.context = this;
-  return with_library_locked([&] { return MQTTAsync_connect(handle_, &options); }) ==
+  return with_library_lock([&] { return MQTTAsync_connect(handle_, &options); }) ==
          MQTTASYNC_SUCCESS;
 }
 
@@ -213,9 +225,34 @@ void library_waker::wake_sender() noexcept {
   MQTTAsync_message message = MQTTAsync_message_initializer;
   char nothing = 0;
   message.payload = &nothing;
-  with_library_locked([&] { return MQTTAsync_sendMessage(handle_, "w", &message, nullptr); });
+  MQTTAsync_responseOptions options = MQTTAsync_responseOptions_initializer;
+  options.onSuccess = library_callbacks::sent;
+  options.onFailure = library_callbacks::not_sent;
+  options.context = this;
+  {
+    const std::lock_guard lock(mutex_);
+    ++to_be_sent_;
+  }
+  const int code =
+      with_library_lock([&] { return MQTTAsync_sendMessage(handle_, "w", &message, &options); });
+  if (code != MQTTASYNC_SUCCESS) {
+    library_callbacks::left(this);
+  }
   std::array<char, 256> sent{};
   while (recv(peer_, sent.data(), sent.size(), MSG_DONTWAIT) > 0) {
+  }
+}
+
+// What a client still has to send when it is destroyed the library never frees.
+void library_waker::let_sender_finish() noexcept {
+  for (int tries = 0; tries < 3; ++tries) {
+    {
+      std::unique_lock lock(mutex_);
+      if (changed_.wait_for(lock, wake_limit, [&] { return to_be_sent_ == 0; })) {
+        return;
+      }
+    }
+    wake_sender();
   }
 }
 

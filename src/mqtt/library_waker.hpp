@@ -53,6 +53,7 @@ class library_waker {
   bool connect();
   bool start_connecting(std::uint16_t port);
   bool accept_own(int listener);
+  void let_sender_finish() noexcept;
 
   void* handle_ = nullptr;  // the library's
   int peer_ = -1;           // our end of the connection
@@ -62,6 +63,7 @@ class library_waker {
   bool connected_ = false;
   std::uint64_t sent_ = 0;
   std::uint64_t seen_ = 0;
+  int to_be_sent_ = 0;  // by the sending thread
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt

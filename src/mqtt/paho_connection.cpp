@@ -82,7 +82,7 @@ paho_connection::paho_connection(const mqtt_client_settings& settings, std::stri
     check_return_code(*log_, MQTTAsync_setConnected(handle_, this, callbacks::connected), "",
                       "in MQTTAsync_setConnected");
   } catch (...) {
-    MQTTAsync_destroy(&handle_);
+    with_library_lock([&] { MQTTAsync_destroy(&handle_); });
     throw;
   }
 }
@@ -99,7 +99,7 @@ paho_connection::~paho_connection() {
     std::this_thread::sleep_for(1ms);
   }
   log_->log(severity::notice, "Cleaning up.");
-  MQTTAsync_destroy(&handle_);
+  with_library_lock([&] { MQTTAsync_destroy(&handle_); });
 }
 
 void paho_connection::disconnect() noexcept try {
@@ -112,16 +112,18 @@ void paho_connection::disconnect() noexcept try {
   options.onFailure = on_operation_failure;
   options.context = told->context();
   check_return_code(*log_,
-                    with_library_locked([&] { return MQTTAsync_disconnect(handle_, &options); }),
-                    "", "in MQTTAsync_disconnect");
+                    with_library_lock([&] { return MQTTAsync_disconnect(handle_, &options); }), "",
+                    "in MQTTAsync_disconnect");
   told->wait_for(disconnect_limit);
 } catch (const std::exception& failure) {
   log_->log(severity::error, failure.what());
 }
 
 int paho_connection::start_connecting(const std::string& address, protocol version) {
-  // What the library still has to say of a socket that is closed it says of the next one, which has
-  // got the same number.
+  // The library takes the options without its lock, which it holds while it ends what was before.
+  let_library_finish();
+  // And what it still has to say of a socket that is closed it says of the next one, which has got
+  // the same number.
   std::this_thread::sleep_until(ended_.load() + socket_rest);
   address_ = address;
   version_ = version;
@@ -140,7 +142,7 @@ int paho_connection::start_connecting(const std::string& address, protocol versi
   options.context = this;
   options_->tls.ssl_error_cb = callbacks::tls_error;
   options_->tls.ssl_error_context = this;
-  const int code = with_library_locked([&] { return MQTTAsync_connect(handle_, &options); });
+  const int code = with_library_lock([&] { return MQTTAsync_connect(handle_, &options); });
   options.serverURIs = nullptr;  // the library has copied them
   return code;
 }
@@ -214,7 +216,7 @@ paho_connection::operation_ptr paho_connection::start(Request&& request) {
     }
   }
   MQTTAsync_responseOptions options = make_response_options(*operation);
-  check_return_code(*log_, with_library_locked([&] { return request(&options); }), "",
+  check_return_code(*log_, with_library_lock([&] { return request(&options); }), "",
                     "in method in synchronize_call()");
   operation->set_token(options.token);
   if (!connected_) {
