@@ -1,6 +1,5 @@
 #include "helpers/broker_log.hpp"
 
-#include <array>
 #include <fstream>
 #include <iterator>
 
@@ -22,13 +21,8 @@ void broker_log::update() {
 void broker_log::read_line(std::string_view line) {
   // "1700000000: text"
   const auto colon = line.find(": ");
-  if (colon == std::string_view::npos) {
-    return;
-  }
-  line.remove_prefix(colon + 2);
-  if (line.starts_with("mosquitto version ") && line.ends_with(" starting")) {
-    forget_connections();
-  } else if (line.starts_with("New client connected from ")) {
+  line.remove_prefix(colon == std::string_view::npos ? 0 : colon + 2);
+  if (line.starts_with("New client connected from ")) {
     read_connect(line);
   } else if (!read_disconnect(line)) {
     read_subscription(line);
@@ -37,26 +31,18 @@ void broker_log::read_line(std::string_view line) {
 
 // "New client connected from 127.0.0.1:40000 as name (p2, c1, k60, u'user')."
 void broker_log::read_connect(std::string_view line) {
-  const auto as = line.find(" as ");
-  const auto details = line.rfind(" (p");
-  if (as == std::string_view::npos || details == std::string_view::npos || details < as + 4) {
-    return;
-  }
-  auto& client = sessions_[std::string(line.substr(as + 4, details - as - 4))];
+  const auto id = line.find(" as ") + 4;
+  auto& client = sessions_[std::string(line.substr(id, line.rfind(" (p") - id))];
   client.connected = true;
   ++client.connections;
-  client.clean = line.find(", c1", details) != std::string_view::npos;
-  if (client.clean) {
-    client.filters.clear();
-  }
+  client.filters.clear();
 }
 
 // The connection's end is told in many ways, such as "Client name closed its connection.", "Client
 // name has exceeded timeout, disconnecting.", "Socket error on client name, disconnecting."
 bool broker_log::read_disconnect(std::string_view line) {
-  static constexpr std::array<std::string_view, 3> beginnings{"Client ", "Socket error on client ",
-                                                              "Bad socket read/write on client "};
-  for (const auto beginning : beginnings) {
+  for (const std::string_view beginning :
+       {"Client ", "Socket error on client ", "Bad socket read/write on client "}) {
     if (!line.starts_with(beginning)) {
       continue;
     }
@@ -65,7 +51,8 @@ bool broker_log::read_disconnect(std::string_view line) {
       const auto text = rest.starts_with(id) ? rest.substr(id.size()) : std::string_view{};
       if (text.find("disconnect") != std::string_view::npos ||
           text.find("clos") != std::string_view::npos || text.starts_with(": ")) {
-        disconnect(client);
+        client.connected = false;
+        client.filters.clear();
         return true;
       }
     }
@@ -91,16 +78,10 @@ void broker_log::read_subscription(std::string_view line) {
   }
 }
 
-void broker_log::disconnect(session& client) {
-  client.connected = false;
-  if (client.clean) {
-    client.filters.clear();
-  }
-}
-
 void broker_log::forget_connections() {
   for (auto& [id, client] : sessions_) {
-    disconnect(client);
+    client.connected = false;
+    client.filters.clear();
   }
 }
 

@@ -36,7 +36,6 @@ class broker_log {
  private:
   struct session {
     bool connected = false;
-    bool clean = true;
     std::size_t connections = 0;
     std::map<std::string, int, std::less<>> filters = {};
   };
@@ -45,7 +44,6 @@ class broker_log {
   void read_connect(std::string_view line);
   bool read_disconnect(std::string_view line);
   void read_subscription(std::string_view line);
-  void disconnect(session& client);
 
   std::filesystem::path file_;
   std::size_t position_ = 0;

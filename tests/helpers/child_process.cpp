@@ -6,14 +6,18 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <deque>
 #include <fstream>
+#include <future>
+#include <mutex>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
-#include "helpers/task_thread.hpp"
 #include "helpers/temporary_directory.hpp"
 
 namespace kavu_test {
@@ -21,10 +25,32 @@ namespace {
 
 // The kernel signals a child when the thread that forked it ends, not the process. So all children
 // come from one thread that lives as long as the test program.
-task_thread& forking_thread() {
-  static task_thread thread;
-  return thread;
-}
+class forking_thread {
+ public:
+  pid_t call(std::packaged_task<pid_t()> task) {
+    auto child = task.get_future();
+    {
+      const std::lock_guard lock(mutex_);
+      tasks_.push_back(std::move(task));
+    }
+    changed_.notify_all();
+    return child.get();
+  }
+
+ private:
+  void loop(const std::stop_token& stopping) {
+    std::unique_lock lock(mutex_);
+    while (changed_.wait(lock, stopping, [this] { return !tasks_.empty(); })) {
+      tasks_.front()();
+      tasks_.pop_front();
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable_any changed_;
+  std::deque<std::packaged_task<pid_t()>> tasks_;  // guarded by mutex_
+  std::jthread thread_{[this](const std::stop_token& stopping) { loop(stopping); }};
+};
 
 [[noreturn]] void run_child(char* const* arguments, int output, pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -56,9 +82,6 @@ pid_t fork_child(const std::vector<std::string>& arguments, int output) {
   if (child == 0) {
     run_child(pointers.data(), output, parent);
   }
-  if (child < 0) {
-    throw std::system_error(errno, std::generic_category(), "starting " + arguments.at(0));
-  }
   return child;
 }
 
@@ -71,13 +94,12 @@ child_process::child_process(const std::vector<std::string>& arguments,
   if (file < 0) {
     throw std::system_error(errno, std::generic_category(), "opening " + output.string());
   }
-  try {
-    id_ = forking_thread().call([&] { return fork_child(arguments, file); });
-  } catch (...) {
-    ::close(file);
-    throw;
-  }
+  static forking_thread forking;
+  id_ = forking.call(std::packaged_task<pid_t()>([&] { return fork_child(arguments, file); }));
   ::close(file);
+  if (id_ < 0) {
+    throw std::runtime_error("starting " + arguments.at(0));
+  }
 }
 
 child_process::~child_process() {

@@ -11,33 +11,6 @@
 
 namespace kavu_test {
 
-/// Everything that happens between a broker and its clients, seen from the broker.
-enum class step {
-  accepted,  ///< A TCP connection, before anything is known of the client.
-  connect_received,
-  connack_sent,
-  publish_received,
-  puback_sent,
-  pubrec_sent,
-  pubrel_received,
-  pubcomp_sent,
-  publish_sent,
-  puback_received,
-  pubrec_received,
-  pubrel_sent,
-  pubcomp_received,
-  subscribe_received,
-  suback_sent,
-  unsubscribe_received,
-  unsuback_sent,
-  pingreq_received,
-  pingresp_sent,
-  disconnect_received
-};
-
-step received_step(packet_type type);
-step sent_step(packet_type type);
-
 /// What a scripted broker can do instead of what it should.
 namespace fault {
 
@@ -58,13 +31,13 @@ struct close {
 struct close_after {
   bool reset = false;
 };
-/// `connect_received`: a CONNACK with this code (1 to 5), then the connection ends.
-/// `subscribe_received`: the filter gets this code (128) and is not subscribed; the others of the
-/// packet are. `publish_received`: acknowledged and thrown away (no code). Nothing elsewhere.
+/// `connect_received`: a CONNACK with this code, then the connection ends. `subscribe_received`:
+/// nothing is subscribed, each filter gets this code. `publish_received`: acknowledged and thrown
+/// away. Nothing elsewhere.
 struct refuse {
   std::uint8_t code = 0x80;
 };
-/// One bit of a PUBLISH's payload is turned over; an empty one becomes one byte.
+/// One bit of a PUBLISH's payload is turned over.
 struct corrupt {};
 /// So many times more. At `publish_sent` it is the same packet again, with DUP set from quality of
 /// service 1 on; at `publish_received` every subscriber is sent one more message.
@@ -91,10 +64,18 @@ struct fault_rule {
   /// Pattern of the topic of a PUBLISH, of a filter in SUBSCRIBE and UNSUBSCRIBE. A rule with one
   /// never means packets without topic.
   std::string topic = "*";
-  /// The first so many such packets go right.
-  std::size_t skip = 0;
-  /// The next so many go wrong.
+  /// The first so many such packets go wrong.
   std::size_t times = std::numeric_limits<std::size_t>::max();
+};
+
+/// What a scripted broker has received or sent.
+struct seen_packet {
+  step at;
+  std::string client_id;
+  std::chrono::steady_clock::time_point time;
+  /// Of a payload only the first 4096 bytes.
+  mqtt_packet packet;
+  std::size_t payload_size = 0;
 };
 
 }  // namespace kavu_test

@@ -6,13 +6,9 @@
 namespace kavu_test {
 namespace {
 
-constexpr std::string_view user_group = "credentials.user_credentials.";
-constexpr std::string_view tls_group = "credentials.tls.";
-constexpr std::string_view custom_group = "subscribe_custom.connection_subscribe_custom.";
-
-std::string joined(std::string_view first, std::string_view second) {
-  return std::string(first) += second;
-}
+const std::string user_group = "credentials.user_credentials.";
+const std::string tls_group = "credentials.tls.";
+const std::string custom_group = "subscribe_custom.connection_subscribe_custom.";
 
 bool is_secure(std::string_view key) {
   return key == "brunvikcloudapikey" || key.ends_with("password");
@@ -38,26 +34,15 @@ host_settings::host_settings() {
 }
 
 google::protobuf::RepeatedPtrField<kavu::wire::KeyValue>& host_settings::settings(bool secure) {
-  const auto of = [&](auto& message) {
+  const auto of = [&](auto* message) {
     return secure ? message->mutable_secure_settings() : message->mutable_settings();
   };
-  switch (envelope_.content_case()) {
-    case kavu::wire::Envelope::kSensorData: {
-      auto* data = envelope_.mutable_sensor_data();
-      return *of(data);
-    }
-    case kavu::wire::Envelope::kCheckData: {
-      auto* data = envelope_.mutable_check_data();
-      return *of(data);
-    }
-    default: {
-      auto* data = envelope_.mutable_notification_request();
-      return *of(data);
-    }
-  }
+  return envelope_.has_sensor_data()  ? *of(envelope_.mutable_sensor_data())
+         : envelope_.has_check_data() ? *of(envelope_.mutable_check_data())
+                                      : *of(envelope_.mutable_notification_request());
 }
 
-void host_settings::set_common(std::uint16_t port) {
+host_settings& host_settings::set_common(std::uint16_t port) {
   set("host", "127.0.0.1");
   set("logging", "disabled");
   set("interval", "60");
@@ -65,44 +50,41 @@ void host_settings::set_common(std::uint16_t port) {
   set("brunvikcloudapikey", "");
   set("ipversion", "IPv4");
   set("credentials.connection_mqtt.port", std::to_string(port));
-  set_credentials();
+  return set_credentials();
 }
 
-void host_settings::set_credentials() {
-  set(joined(user_group, "active"), "no");
-  set(joined(user_group, "user"), "");
-  set(joined(user_group, "password"), "");
-  for (const char* name : {"active", "server_auth_active", "client_auth_active"}) {
-    set(joined(tls_group, name), "no");
+host_settings& host_settings::set_credentials() {
+  for (const auto& key : {user_group + "active", tls_group + "active",
+                          tls_group + "server_auth_active", tls_group + "client_auth_active"}) {
+    set(key, "no");
   }
-  for (const char* name :
-       {"ca_certificate", "client_certificate", "client_key", "client_key_password"}) {
-    set(joined(tls_group, name), "");
+  for (const auto& key : {user_group + "user", user_group + "password",
+                          tls_group + "ca_certificate", tls_group + "client_certificate",
+                          tls_group + "client_key", tls_group + "client_key_password"}) {
+    set(key, "");
   }
+  return *this;
+}
+
+host_settings host_settings::sensor(std::string_view kind, std::uint16_t port) {
+  host_settings made;
+  made.envelope_.mutable_sensor_data()->set_kind(std::string(kind));
+  return made.set_common(port);
 }
 
 host_settings host_settings::roundtrip_sensor(std::uint16_t port) {
-  host_settings made;
-  made.envelope_.mutable_sensor_data();
-  made.kind("roundtrip_sensor").set_common(port);
-  made.set("roundtrip.connection_roundtrip.topic", "TRAVO/roundtrip/%sensorid");
-  made.set("roundtrip.connection_roundtrip.use_custom_settings", "no");
-  made.set("roundtrip.connection_roundtrip.client_id", "TRAVO_%sensorid");
-  return made;
+  return sensor("roundtrip_sensor", port)
+      .set("roundtrip.connection_roundtrip.topic", "TRAVO/roundtrip/%sensorid")
+      .set("roundtrip.connection_roundtrip.use_custom_settings", "no")
+      .set("roundtrip.connection_roundtrip.client_id", "TRAVO_%sensorid");
 }
 
 host_settings host_settings::statistics_sensor(std::uint16_t port, std::string_view topic) {
-  host_settings made;
-  made.envelope_.mutable_sensor_data();
-  made.kind("statistics_sensor").set_common(port);
-  made.set("statistics.connection_statistics.topic", topic);
-  return made;
+  return sensor("statistics_sensor", port).set("statistics.connection_statistics.topic", topic);
 }
 
 host_settings host_settings::custom_sensor(std::uint16_t port, std::string_view topic) {
-  host_settings made;
-  made.envelope_.mutable_sensor_data();
-  made.kind("subscribe_custom_sensor").set_common(port);
+  host_settings made = sensor("subscribe_custom_sensor", port);
   made.custom("topic", topic);
   made.custom("duration_since_last_message", "disable");
   made.custom("retain_last_message", "dismiss");
@@ -123,23 +105,22 @@ host_settings host_settings::custom_sensor(std::uint16_t port, std::string_view 
 
 host_settings host_settings::connect_check(std::uint16_t port) {
   host_settings made;
-  made.envelope_.mutable_check_data();
-  made.kind("mqtt_connect_check").set_common(port);
-  return made;
+  made.envelope_.mutable_check_data()->set_kind("mqtt_connect_check");
+  return made.set_common(port);
 }
 
 host_settings host_settings::notification(std::uint16_t port, std::string_view target,
                                           std::string_view message) {
   host_settings made;
   auto& request = *made.envelope_.mutable_notification_request();
-  made.kind("mqtt_notification").set_credentials();
-  made.set("connection.host", "127.0.0.1");
-  made.set("connection.port", std::to_string(port));
-  made.set("connection.client_id", "notification");
+  request.set_service("mqtt_notification");
   request.set_target(std::string(target));
   request.set_message(std::string(message));
   request.set_timeout_s(10);
-  return made;
+  return made.set_credentials()
+      .set("connection.host", "127.0.0.1")
+      .set("connection.port", std::to_string(port))
+      .set("connection.client_id", "notification");
 }
 
 host_settings& host_settings::kind(std::string_view name) {
@@ -170,22 +151,22 @@ host_settings& host_settings::remove(std::string_view key) {
 }
 
 host_settings& host_settings::user(std::string_view name, std::string_view password) {
-  set(joined(user_group, "active"), "yes");
-  set(joined(user_group, "user"), name);
-  return set(joined(user_group, "password"), password);
+  set(user_group + "active", "yes");
+  set(user_group + "user", name);
+  return set(user_group + "password", password);
 }
 
 host_settings& host_settings::tls(std::string_view ca_pem) {
-  set(joined(tls_group, "active"), "yes");
-  set(joined(tls_group, "server_auth_active"), ca_pem.empty() ? "no" : "yes");
-  return set(joined(tls_group, "ca_certificate"), ca_pem);
+  set(tls_group + "active", "yes");
+  set(tls_group + "server_auth_active", ca_pem.empty() ? "no" : "yes");
+  return set(tls_group + "ca_certificate", ca_pem);
 }
 
 host_settings& host_settings::client_certificate(const certificate& client) {
-  set(joined(tls_group, "client_auth_active"), "yes");
-  set(joined(tls_group, "client_certificate"), client.pem);
-  set(joined(tls_group, "client_key"), client.key_pem);
-  return set(joined(tls_group, "client_key_password"), client.key_password);
+  set(tls_group + "client_auth_active", "yes");
+  set(tls_group + "client_certificate", client.pem);
+  set(tls_group + "client_key", client.key_pem);
+  return set(tls_group + "client_key_password", client.key_password);
 }
 
 host_settings& host_settings::channel(int number, std::string_view path, std::string_view type) {
@@ -199,7 +180,7 @@ host_settings& host_settings::channel(int number, std::string_view path, std::st
 }
 
 host_settings& host_settings::custom(std::string_view name, std::string_view value) {
-  return set(joined(custom_group, name), value);
+  return set(custom_group + std::string(name), value);
 }
 
 host_settings& host_settings::persistent(std::string_view key, std::string_view value) {

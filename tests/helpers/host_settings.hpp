@@ -52,8 +52,9 @@ class host_settings {
  private:
   host_settings();
 
-  void set_common(std::uint16_t port);
-  void set_credentials();
+  static host_settings sensor(std::string_view kind, std::uint16_t port);
+  host_settings& set_common(std::uint16_t port);
+  host_settings& set_credentials();
   google::protobuf::RepeatedPtrField<kavu::wire::KeyValue>& settings(bool secure);
 
   kavu::wire::Envelope envelope_;

@@ -20,22 +20,6 @@ sockaddr_in loopback(std::uint16_t port) {
   return address;
 }
 
-bool can_be_bound(std::uint16_t port) {
-  const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (descriptor < 0) {
-    return false;
-  }
-  // Connections of an earlier broker that are still in TIME_WAIT do not count.
-  const int on = 1;
-  ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  const sockaddr_in address = loopback(port);
-  const bool bound =
-      ::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-      ::listen(descriptor, 1) == 0;
-  ::close(descriptor);
-  return bound;
-}
-
 int first_outgoing_port() {
   std::ifstream range("/proc/sys/net/ipv4/ip_local_port_range");
   int first = 32768;
@@ -52,11 +36,26 @@ std::uint16_t free_loopback_port() {
   std::uniform_int_distribution<int> choose(lowest, highest);
   for (int attempt = 0; attempt < 1'000; ++attempt) {
     const auto port = static_cast<std::uint16_t>(choose(generator));
-    if (can_be_bound(port)) {
+    if (const int descriptor = listen_on_loopback(port); descriptor >= 0) {
+      ::close(descriptor);
       return port;
     }
   }
   throw std::runtime_error("no free loopback port");
+}
+
+int listen_on_loopback(std::uint16_t port) {
+  const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  // Connections of an earlier broker that are still in TIME_WAIT do not count.
+  const int on = 1;
+  ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  const sockaddr_in address = loopback(port);
+  if (::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(descriptor, 1024) != 0) {
+    ::close(descriptor);
+    return -1;
+  }
+  return descriptor;
 }
 
 bool accepts_connections(std::uint16_t port) {

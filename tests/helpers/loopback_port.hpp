@@ -12,8 +12,10 @@ namespace kavu_test {
 /// port, and on loopback it would then connect to itself.
 std::uint16_t free_loopback_port();
 
-/// Whether somebody listens on this port of 127.0.0.1. The connection that finds out is closed at
-/// once.
+/// A non-blocking socket that listens on a port of 127.0.0.1; -1 when the port is taken.
+int listen_on_loopback(std::uint16_t port);
+
+/// Whether somebody listens there. The connection that finds out is closed at once.
 bool accepts_connections(std::uint16_t port);
 
 }  // namespace kavu_test

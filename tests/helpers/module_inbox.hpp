@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -24,7 +23,7 @@ class module_inbox {
  public:
   static constexpr std::size_t capacity = 100'000;
 
-  /// Never throws: the module's host callback calls it.
+  /// Called by the module's host callback. Ends the process when it is no message.
   void add(const std::uint8_t* data, std::uint32_t size) noexcept;
   /// Forgets the messages.
   void clear();
@@ -40,19 +39,18 @@ class module_inbox {
   bool logged(std::string_view text) const;
   /// Whether these bytes stand anywhere in any message: for secrets.
   bool contains(std::string_view bytes) const;
-  /// Messages that are no envelope.
-  std::size_t unreadable_count() const;
   std::size_t message_count() const;
 
   /// What a host keeps with a sensor.
-  std::map<std::string, std::string> persistent_data(std::int32_t sensor_id) const;
-  std::vector<kavu::wire::ChannelDefinition> channels(std::int32_t sensor_id) const;
+  std::map<std::string, std::string> persistent_data(std::int32_t sensor_id) const {
+    return kept_of(sensor_id).persistent_data;
+  }
+  std::vector<kavu::wire::ChannelDefinition> channels(std::int32_t sensor_id) const {
+    return kept_of(sensor_id).channels;
+  }
 
-  /// Waits until a message satisfies the predicate; also true for one that came before.
-  bool wait_for(const std::function<bool(const kavu::wire::Envelope&)>& predicate,
-                std::chrono::milliseconds deadline = default_deadline) const;
-  bool wait_for_log(std::string_view text,
-                    std::chrono::milliseconds deadline = default_deadline) const;
+  /// Waits until some log record contains this text; also true for one that came before.
+  bool wait_for_log(std::string_view text) const;
 
  private:
   struct letter {
@@ -65,12 +63,14 @@ class module_inbox {
   };
 
   void keep(const kavu::wire::Envelope& envelope);
+  kept kept_of(std::int32_t sensor_id) const;
+  template <class Message, class Choose>
+  std::vector<Message> collect(Choose choose) const;
 
   mutable std::mutex mutex_;  // guards all that follows
   mutable std::condition_variable changed_;
   std::deque<letter> letters_ = {};
   std::map<std::int32_t, kept> kept_ = {};
-  std::size_t unreadable_ = 0;
 };
 
 /// The value of a channel in a result; nothing when it has none, or one of the other kind.

@@ -5,19 +5,20 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
-#include <locale>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "helpers/loopback_port.hpp"
 
 namespace kavu_test {
 
-mosquitto_broker::mosquitto_broker(mosquitto_options options)
-    : options_(std::move(options)), log_(directory_.path() / "log") {
+mosquitto_broker::mosquitto_broker(mosquitto_options options) : options_(std::move(options)) {
   // Another program may take a port between the question and the broker's own bind.
   for (int attempt = 0; attempt < 20; ++attempt) {
-    choose_ports();
+    port_ = free_loopback_port();
+    do {
+      tls_port_ = options_.tls ? free_loopback_port() : std::uint16_t{0};
+    } while (tls_port_ == port_);
     write_configuration();
     if (try_start()) {
       return;
@@ -26,109 +27,66 @@ mosquitto_broker::mosquitto_broker(mosquitto_options options)
   throw std::runtime_error("mosquitto finds no port:\n" + log_text());
 }
 
-mosquitto_broker::~mosquitto_broker() {
-  process_.reset();
-}
-
-void mosquitto_broker::choose_ports() {
-  port_ = free_loopback_port();
-  do {
-    tls_port_ = options_.tls ? free_loopback_port() : std::uint16_t{0};
-  } while (tls_port_ == port_);
-}
-
 std::string mosquitto_broker::configuration() const {
-  const auto folder = directory_.path().string() + "/";
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text << "log_dest stderr\nlog_timestamp true\nconnection_messages true\n";
-  if (options_.log_packets) {
-    text << "log_type all\n";
-  } else {
-    for (const char* type :
-         {"error", "warning", "notice", "information", "subscribe", "unsubscribe"}) {
-      text << "log_type " << type << '\n';
-    }
-  }
-  if (::geteuid() == 0) {
-    // Otherwise it changes to a user that cannot enter the private directory.
-    text << "user root\n";
-  }
-  text << "allow_anonymous " << (options_.allow_anonymous ? "true" : "false") << '\n';
+  const auto yes_or_no = [](bool yes) { return yes ? "true\n" : "false\n"; };
+  std::string text = "log_dest stderr\nlog_timestamp true\nmax_queued_messages 0\n";
+  text += options_.log_packets ? "log_type all\n"
+                               : "log_type error\nlog_type warning\nlog_type notice\n"
+                                 "log_type information\nlog_type subscribe\nlog_type unsubscribe\n";
+  // Root would otherwise become a user that cannot enter the private directory.
+  text += ::geteuid() == 0 ? "user root\n" : "";
+  text += std::string("allow_anonymous ") + yes_or_no(options_.allow_anonymous);
   if (!options_.users.empty()) {
-    text << "password_file " << folder << "passwords\n";
-  }
-  if (!options_.acl.empty()) {
-    text << "acl_file " << folder << "acl\n";
-  }
-  if (options_.max_queued_messages) {
-    text << "max_queued_messages " << *options_.max_queued_messages << '\n';
-  }
-  text << "persistence " << (options_.persistence ? "true" : "false") << '\n';
-  if (options_.persistence) {
-    text << "persistence_location " << folder
-         << "\nautosave_interval 1\nautosave_on_changes true\n";
+    text += "password_file " + (directory_.path() / "passwords").string() + '\n';
   }
   for (const auto& line : options_.extra) {
-    text << line << '\n';
+    text += line + '\n';
   }
   for (const auto& address : options_.addresses) {
-    text << "listener " << port_ << ' ' << address << '\n';
+    text += "listener " + std::to_string(port_) + ' ' + address + '\n';
     if (options_.tls) {
       const auto& tls = *options_.tls;
-      text << "listener " << tls_port_ << ' ' << address << '\n'
-           << "certfile " << tls.certificate_file.string() << '\n'
-           << "keyfile " << tls.key_file.string() << '\n';
-      if (!tls.client_ca_file.empty()) {
-        text << "cafile " << tls.client_ca_file.string() << '\n';
-      }
-      text << "require_certificate " << (tls.require_certificate ? "true" : "false") << '\n';
+      text += "listener " + std::to_string(tls_port_) + ' ' + address + '\n';
+      text += "certfile " + tls.certificate_file.string() + '\n';
+      text += "keyfile " + tls.key_file.string() + '\n';
+      text += tls.client_ca_file.empty() ? "" : "cafile " + tls.client_ca_file.string() + '\n';
+      text += std::string("require_certificate ") + yes_or_no(tls.require_certificate);
     }
   }
-  return text.str();
+  return text;
 }
 
 void mosquitto_broker::write_configuration() {
   directory_.write("configuration", configuration());
-  directory_.write("acl", options_.acl);
   std::string passwords;
   for (const auto& [user, password] : options_.users) {
     passwords += user + ":" + password + "\n";
   }
-  const auto file = directory_.write("passwords", passwords);
   if (!passwords.empty()) {
     // Hashes them in place; on its command line they would be seen in the list of processes.
+    const auto file = directory_.write("passwords", passwords);
     run_program({find_program("mosquitto_passwd"), "-U", file.string()});
   }
 }
 
 bool mosquitto_broker::try_start() {
   const std::lock_guard lock(mutex_);
-  const auto log_file = directory_.path() / "log";
-  const auto log_start =
-      std::filesystem::exists(log_file) ? std::filesystem::file_size(log_file) : 0;
-  const auto new_text = [&] {
-    std::ifstream stream(log_file, std::ios::binary);
-    stream.seekg(static_cast<std::streamoff>(log_start));
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-  };
+  const auto log_start = log_text().size();
   process_ = std::make_unique<child_process>(
       std::vector<std::string>{find_program("mosquitto"), "-c",
                                (directory_.path() / "configuration").string()},
-      log_file);
+      log_file_);
   // It says so when all its listeners are open; a connection alone could be somebody else's.
   const bool in_time = eventually([&] {
     return !process_->running() ||
-           (new_text().find(" running\n") != std::string::npos &&
+           (log_text(log_start).find(" running\n") != std::string::npos &&
             (options_.addresses.front() != "127.0.0.1" || accepts_connections(port_)));
   });
   if (in_time && process_->running()) {
     return true;
   }
   process_.reset();
-  const std::string text = new_text();
+  const std::string text = log_text(log_start);
   if (in_time && text.find("Address already in use") != std::string::npos) {
     return false;
   }
@@ -159,20 +117,20 @@ void mosquitto_broker::kill() {
   end(SIGKILL);
 }
 
-void mosquitto_broker::pause() {
+void mosquitto_broker::signal(int number) {
   const std::lock_guard lock(mutex_);
   if (!process_) {
     throw std::runtime_error("mosquitto does not run");
   }
-  process_->send_signal(SIGSTOP);
+  process_->send_signal(number);
+}
+
+void mosquitto_broker::pause() {
+  signal(SIGSTOP);
 }
 
 void mosquitto_broker::resume() {
-  const std::lock_guard lock(mutex_);
-  if (!process_) {
-    throw std::runtime_error("mosquitto does not run");
-  }
-  process_->send_signal(SIGCONT);
+  signal(SIGCONT);
 }
 
 void mosquitto_broker::restart() {
@@ -186,11 +144,6 @@ void mosquitto_broker::restart() {
 void mosquitto_broker::restart(mosquitto_options options) {
   stop();
   options_ = std::move(options);
-  if (options_.tls && tls_port_ == 0) {
-    do {
-      tls_port_ = free_loopback_port();
-    } while (tls_port_ == port_);
-  }
   write_configuration();
   restart();
 }
@@ -200,67 +153,49 @@ bool mosquitto_broker::running() {
   return process_ && process_->running();
 }
 
-pid_t mosquitto_broker::process_id() const {
-  const std::lock_guard lock(mutex_);
-  return process_ ? process_->id() : -1;
-}
-
-std::string mosquitto_broker::log_text() const {
-  std::ostringstream text;
-  text << std::ifstream(directory_.path() / "log", std::ios::binary).rdbuf();
-  return text.str();
+std::string mosquitto_broker::log_text(std::size_t from) const {
+  std::ifstream stream(log_file_, std::ios::binary);
+  stream.seekg(static_cast<std::streamoff>(from));
+  return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 bool mosquitto_broker::log_contains(std::string_view text) const {
   return log_text().find(text) != std::string::npos;
 }
 
-std::vector<std::string> mosquitto_broker::connected_clients() {
+template <class Question>
+auto mosquitto_broker::ask_log(Question question) {
   const std::lock_guard lock(mutex_);
   log_.update();
-  return log_.connected_clients();
+  return question(log_);
+}
+
+std::vector<std::string> mosquitto_broker::connected_clients() {
+  return ask_log([](const broker_log& log) { return log.connected_clients(); });
 }
 
 std::vector<broker_subscription> mosquitto_broker::subscriptions() {
-  const std::lock_guard lock(mutex_);
-  log_.update();
-  return log_.subscriptions();
+  return ask_log([](const broker_log& log) { return log.subscriptions(); });
 }
 
 std::size_t mosquitto_broker::connections_accepted(std::string_view client_id_prefix) {
-  const std::lock_guard lock(mutex_);
-  log_.update();
-  return log_.connections_accepted(client_id_prefix);
+  return ask_log([&](const broker_log& log) { return log.connections_accepted(client_id_prefix); });
 }
 
-bool mosquitto_broker::wait_until(const std::function<bool(mosquitto_broker&)>& predicate,
-                                  std::chrono::milliseconds deadline) {
-  return eventually([&] { return predicate(*this); }, deadline);
+bool mosquitto_broker::wait_for_clients(std::size_t count, std::string_view client_id_prefix) {
+  return eventually([&] {
+    auto ids = connected_clients();
+    std::erase_if(ids, [&](const auto& id) { return !id.starts_with(client_id_prefix); });
+    return ids.size() == count;
+  });
 }
 
-bool mosquitto_broker::wait_for_clients(std::size_t count, std::string_view client_id_prefix,
-                                        std::chrono::milliseconds deadline) {
-  return eventually(
-      [&] {
-        const auto ids = connected_clients();
-        return static_cast<std::size_t>(
-                   std::count_if(ids.begin(), ids.end(), [&](const std::string& id) {
-                     return id.starts_with(client_id_prefix);
-                   })) == count;
-      },
-      deadline);
-}
-
-bool mosquitto_broker::wait_for_subscription(std::string_view filter,
-                                             std::chrono::milliseconds deadline) {
-  return eventually(
-      [&] {
-        const auto all = subscriptions();
-        return std::any_of(all.begin(), all.end(), [&](const broker_subscription& subscription) {
-          return subscription.filter == filter;
-        });
-      },
-      deadline);
+bool mosquitto_broker::wait_for_subscription(std::string_view filter) {
+  return eventually([&] {
+    const auto all = subscriptions();
+    return std::any_of(all.begin(), all.end(),
+                       [&](const auto& held) { return held.filter == filter; });
+  });
 }
 
 }  // namespace kavu_test

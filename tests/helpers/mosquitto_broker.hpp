@@ -1,9 +1,7 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -13,7 +11,6 @@
 
 #include "helpers/broker_log.hpp"
 #include "helpers/child_process.hpp"
-#include "helpers/eventually.hpp"
 #include "helpers/temporary_directory.hpp"
 
 namespace kavu_test {
@@ -31,13 +28,7 @@ struct mosquitto_options {
   bool allow_anonymous = true;
   /// Name and password of each user.
   std::map<std::string, std::string> users = {};
-  /// Content of the access control file ("user a", "topic read b/#"); empty for none.
-  std::string acl = {};
   std::optional<mosquitto_tls> tls = {};
-  /// How many messages the broker keeps for a client that does not keep up; 0: no limit.
-  std::optional<int> max_queued_messages = 0;
-  /// Sessions and retained messages outlive `restart()`.
-  bool persistence = false;
   /// Where it listens, on the same ports.
   std::vector<std::string> addresses = {"127.0.0.1"};
   /// Whether the log tells every packet. Switch it off for floods.
@@ -55,7 +46,6 @@ struct mosquitto_options {
 class mosquitto_broker {
  public:
   explicit mosquitto_broker(mosquitto_options options = {});
-  ~mosquitto_broker();
   mosquitto_broker(const mosquitto_broker&) = delete;
   mosquitto_broker& operator=(const mosquitto_broker&) = delete;
 
@@ -76,10 +66,8 @@ class mosquitto_broker {
   /// `restart()` with other options.
   void restart(mosquitto_options options);
   bool running();
-  pid_t process_id() const;
 
-  /// All that it has logged, earlier lives included.
-  std::string log_text() const;
+  /// Of all that it has logged, earlier lives included.
   bool log_contains(std::string_view text) const;
 
   /// What the broker sees right now, after its own log. A log line is cut at 1,000 bytes: longer
@@ -89,33 +77,31 @@ class mosquitto_broker {
   /// Number of connections accepted since the first start from clients whose id starts so.
   std::size_t connections_accepted(std::string_view client_id_prefix = {});
 
-  /// Waits until the predicate holds, and says whether it did.
-  bool wait_until(const std::function<bool(mosquitto_broker&)>& predicate,
-                  std::chrono::milliseconds deadline = default_deadline);
   /// Waits until so many clients whose id starts with the prefix are connected.
-  bool wait_for_clients(std::size_t count, std::string_view client_id_prefix = {},
-                        std::chrono::milliseconds deadline = default_deadline);
+  bool wait_for_clients(std::size_t count, std::string_view client_id_prefix = {});
   /// Waits until some client holds a subscription of this filter.
-  bool wait_for_subscription(std::string_view filter,
-                             std::chrono::milliseconds deadline = default_deadline);
+  bool wait_for_subscription(std::string_view filter);
 
  private:
-  void start();
   bool try_start();
-  void choose_ports();
   void write_configuration();
   std::string configuration() const;
   void end(int signal_number);
-  void read_log();
+  void signal(int number);
+  std::string log_text(std::size_t from = 0) const;
+  /// What the log says by now.
+  template <class Question>
+  auto ask_log(Question question);
 
   mosquitto_options options_;
   temporary_directory directory_;
   std::uint16_t port_ = 0;
   std::uint16_t tls_port_ = 0;
+  std::filesystem::path log_file_ = directory_.path() / "log";
 
   mutable std::mutex mutex_;  // guards what follows
   std::unique_ptr<child_process> process_;
-  broker_log log_;
+  broker_log log_{log_file_};
 };
 
 }  // namespace kavu_test

@@ -1,31 +1,36 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace kavu_test {
 
-/// Control packet types (MQTT 3.1.1 section 2.2.1).
-enum class packet_type : std::uint8_t {
-  connect = 1,
-  connack = 2,
-  publish = 3,
-  puback = 4,
-  pubrec = 5,
-  pubrel = 6,
-  pubcomp = 7,
-  subscribe = 8,
-  suback = 9,
-  unsubscribe = 10,
-  unsuback = 11,
-  pingreq = 12,
-  pingresp = 13,
-  disconnect = 14
+/// Everything that happens between a broker and its clients, seen from the broker: the packet type
+/// (MQTT 3.1.1 section 2.2.1), and 0x80 when the broker sends it.
+enum class step : std::uint8_t {
+  accepted = 0,  ///< A TCP connection, before anything is known of the client.
+  connect_received = 1,
+  publish_received = 3,
+  puback_received = 4,
+  pubrec_received = 5,
+  pubrel_received = 6,
+  pubcomp_received = 7,
+  subscribe_received = 8,
+  unsubscribe_received = 10,
+  pingreq_received = 12,
+  disconnect_received = 14,
+  connack_sent = 0x82,
+  publish_sent = 0x83,
+  puback_sent = 0x84,
+  pubrec_sent = 0x85,
+  pubrel_sent = 0x86,
+  pubcomp_sent = 0x87,
+  suback_sent = 0x89,
+  unsuback_sent = 0x8b,
+  pingresp_sent = 0x8d
 };
 
 struct topic_request {
@@ -33,16 +38,9 @@ struct topic_request {
   std::uint8_t qos = 0;
 };
 
-struct will_message {
-  std::string topic;
-  std::string payload;
-  std::uint8_t qos = 0;
-  bool retain = false;
-};
-
-/// One control packet; which fields mean something depends on the type.
+/// One control packet; which fields mean something depends on the step.
 struct mqtt_packet {
-  packet_type type = packet_type::pingreq;
+  step at = step::accepted;
   std::uint16_t packet_id = 0;
 
   // PUBLISH
@@ -53,38 +51,24 @@ struct mqtt_packet {
   bool dup = false;
 
   // CONNECT
-  std::uint8_t protocol_level = 4;
+  int protocol_level = 0;
   std::string client_id = {};
-  bool clean_session = true;
-  std::uint16_t keep_alive_s = 0;
-  std::optional<will_message> will = {};
-  std::optional<std::string> user = {};
-  std::optional<std::string> password = {};
 
   // CONNACK: one code. SUBACK: one for each filter.
   std::vector<std::uint8_t> codes = {};
 
   // SUBSCRIBE, UNSUBSCRIBE
   std::vector<topic_request> filters = {};
+
+  // What the broker shall answer to a CONNECT, SUBSCRIBE or PUBLISH if not what it should.
+  std::optional<std::uint8_t> refusal = {};
 };
 
-/// What has arrived is not MQTT 3.1.1 (or 3.1).
-class malformed_packet : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+/// Takes the first packet off the front of what a client has sent; nothing while it is incomplete.
+/// Throws std::runtime_error when it is none of MQTT 3.1.1 (or 3.1).
+std::optional<mqtt_packet> take_packet(std::string_view& bytes);
 
-struct decoded_packet {
-  mqtt_packet packet;
-  /// Bytes that it took.
-  std::size_t size = 0;
-};
-
-/// Reads the first packet of what a client has sent. Nothing while it is incomplete; throws
-/// malformed_packet.
-std::optional<decoded_packet> decode(std::string_view bytes);
-
-/// The bytes of a packet that a server sends.
+/// The bytes of a packet that a broker sends.
 std::string encode(const mqtt_packet& packet);
 
 }  // namespace kavu_test

@@ -3,72 +3,81 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <filesystem>
+#include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "helpers/eventually.hpp"
 
 struct mosquitto;
-struct mosquitto_message;
 
 namespace kavu_test {
 
-struct peer_options {
-  std::uint16_t port = 0;
-  std::string host = "127.0.0.1";
-  /// Empty: one of the library's making.
-  std::string client_id = {};
-  std::string user = {};
-  std::string password = {};
-  /// TLS when set.
-  std::filesystem::path ca_file = {};
-  std::filesystem::path certificate_file = {};
-  std::filesystem::path key_file = {};
+struct outgoing_message {
+  std::string topic;
+  std::string payload;
+  int qos = 1;
+  bool retain = false;
 };
 
-/// The connection of a second, independent MQTT client (libmosquitto), for tests to look at a
-/// broker from the other side. It comes back by itself, within about a second, when the broker
-/// does.
+struct observed_message {
+  std::string topic;
+  std::string payload;
+  int qos = 0;
+  bool retain = false;
+  /// When the library handed it over.
+  std::chrono::steady_clock::time_point arrival = {};
+};
+
+/// A second, independent MQTT client (libmosquitto), for tests to look at a broker from the other
+/// side: it publishes, and collects what arrives. It comes back by itself, within about a second,
+/// when the broker does. Publishing and subscribing: one thread at a time.
 class mqtt_peer {
  public:
+  /// Connects. Throws std::runtime_error with the broker's reason when that fails.
+  explicit mqtt_peer(std::uint16_t port);
+  ~mqtt_peer();
   mqtt_peer(const mqtt_peer&) = delete;
   mqtt_peer& operator=(const mqtt_peer&) = delete;
 
-  bool connected() const;
   /// Waits until it is connected (again), with all subscriptions renewed.
-  bool wait_until_connected(std::chrono::milliseconds deadline = default_deadline);
+  bool wait_until_connected();
 
- protected:
-  /// Connects. Throws std::runtime_error with the broker's reason when that fails.
-  explicit mqtt_peer(const peer_options& options);
-  virtual ~mqtt_peer();
+  /// Returns when the broker has acknowledged the message; with quality of service 0 when it has
+  /// been given to the network. Throws std::runtime_error when that does not happen in time.
+  void publish(std::string_view topic, std::string_view payload, int qos = 1, bool retain = false,
+               std::chrono::milliseconds deadline = default_deadline);
+  /// The same for many at once: all are on their way, in the order given, before the first
+  /// acknowledgement is waited for.
+  void publish_many(const std::vector<outgoing_message>& messages,
+                    std::chrono::milliseconds deadline = default_deadline);
+  void clear_retained(std::string_view topic) { publish(topic, "", 1, true); }
 
-  /// Connects and starts the library's thread; called by the derived class when it is complete.
-  void start();
-  /// No callback after this.
-  void stop() noexcept;
-
-  // All on the library's thread.
-  virtual void on_connected() {}
-  virtual void on_publish_acknowledged(int /*packet_id*/) {}
-  virtual void on_subscribe_acknowledged(int /*packet_id*/, int /*granted_qos*/) {}
-  virtual void on_message(const mosquitto_message& /*message*/) {}
-
-  mosquitto* handle_ = nullptr;
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
+  /// Returns the granted level (128: refused). Throws std::runtime_error without an answer.
+  int subscribe(const std::string& filter, int qos = 2);
+  /// What has arrived so far, oldest first.
+  std::vector<observed_message> messages() const;
+  std::size_t message_count() const { return messages().size(); }
+  /// Waits until at least so many messages have arrived in all.
+  bool wait_for_messages(std::size_t count);
 
  private:
-  void set_up(const peer_options& options);
   void set_callbacks();
+  void connect(std::uint16_t port);
 
-  std::string host_;
-  std::uint16_t port_;
-  static constexpr int no_answer_yet = -1;
+  mosquitto* handle_;
+  std::size_t sent_ = 0;
 
+  mutable std::mutex mutex_;  // guards what follows
+  std::condition_variable changed_;
   bool connected_ = false;
-  int connect_answer_ = no_answer_yet;
+  int connect_answer_ = -1;  // none yet
+  std::size_t acknowledged_ = 0;
+  std::map<std::string, int> filters_ = {};
+  std::map<int, int> granted_ = {};
+  std::vector<observed_message> messages_ = {};
 };
 
 }  // namespace kavu_test

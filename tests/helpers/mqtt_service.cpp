@@ -1,123 +1,22 @@
 #include "helpers/mqtt_service.hpp"
 
-#include <utility>
+#include <fnmatch.h>
+#include <mosquitto.h>
 
-#include "helpers/topic_match.hpp"
+#include <algorithm>
+#include <stdexcept>
 
 namespace kavu_test {
-
-mqtt_service::mqtt_service(std::function<void()> on_change)
-    : on_change_(std::move(on_change)), server_(*this) {
-  server_.start();
-}
-
-void mqtt_service::opened(connection_id connection) {
-  auto& opened_session = sessions_[connection];
-  opened_session.connection = connection;
-  pass(opened_session, step::accepted, {}, &mqtt_service::greet);
-  on_change_();
-}
-
-void mqtt_service::greet(session& with, const mqtt_packet& /*packet*/) {
-  with.greeted = true;
-  server_.redeliver(with.connection);
-}
-
-void mqtt_service::received(connection_id connection, std::string& bytes) {
-  session* from = find(connection);
-  if (from == nullptr || from->ignored) {
-    bytes.clear();
-    return;
-  }
-  if (!from->greeted) {
-    return;
-  }
-  from->last_sign_of_life = std::chrono::steady_clock::now();
-  // Acting upon a packet may end the connection, and `bytes` with it: first take all packets out.
-  std::vector<mqtt_packet> packets;
-  bool malformed = false;
-  try {
-    std::size_t taken = 0;
-    while (auto decoded = decode(std::string_view(bytes).substr(taken))) {
-      packets.push_back(std::move(decoded->packet));
-      taken += decoded->size;
-    }
-    bytes.erase(0, taken);
-  } catch (const malformed_packet&) {
-    malformed = true;
-  }
-  for (auto& packet : packets) {
-    if (from->ended) {
-      break;
-    }
-    if (packet.type == packet_type::connect && !from->connected) {
-      from->client_id = packet.client_id.empty() ? "nameless-" + std::to_string(++named_clients_)
-                                                 : packet.client_id;
-    }
-    const step at = received_step(packet.type);
-    record_.add(at, from->client_id, packet);
-    pass(*from, at, std::move(packet), &mqtt_service::handle);
-  }
-  if (malformed) {
-    end(*from);
-  }
-  on_change_();
-}
-
-void mqtt_service::closed(connection_id connection) {
-  if (session* gone = find(connection)) {
-    end(*gone);
-  }
-}
-
-mqtt_service::session* mqtt_service::find(connection_id connection) {
-  const auto found = sessions_.find(connection);
-  return found == sessions_.end() || found->second.ended ? nullptr : &found->second;
-}
-
-void mqtt_service::end(session& of, bool reset, bool with_will) {
-  if (std::exchange(of.ended, true)) {
-    return;
-  }
-  const bool was_connected = std::exchange(of.connected, false);
-  server_.close(of.connection, reset);
-  server_.after(std::chrono::milliseconds(0),
-                [this, connection = of.connection] { sessions_.erase(connection); });
-  if (was_connected && with_will && of.will) {
-    route({.type = packet_type::publish,
-           .topic = of.will->topic,
-           .payload = of.will->payload,
-           .qos = of.will->qos,
-           .retain = of.will->retain});
-  }
-  on_change_();
-}
-
-// MQTT 3.1.1 section 3.1.2.10: one and a half times the interval without a packet is the end.
-void mqtt_service::watch_keep_alive(connection_id connection) {
-  session* watched = find(connection);
-  if (watched == nullptr || watched->patience.count() == 0) {
-    return;
-  }
-  const auto silent_for = std::chrono::floor<std::chrono::milliseconds>(
-      std::chrono::steady_clock::now() - watched->last_sign_of_life);
-  if (silent_for >= watched->patience) {
-    end(*watched);
-    return;
-  }
-  server_.after(watched->patience - silent_for,
-                [this, connection] { watch_keep_alive(connection); });
-}
-
-void mqtt_service::pass(session& of, step at, mqtt_packet packet, stage next) {
-  if (const auto fault = faults_.find(at, of.client_id, packet)) {
-    apply(*fault, of, std::move(packet), next);
-  } else {
-    (this->*next)(of, packet);
-  }
-}
-
 namespace {
+
+constexpr std::size_t most_packets_kept = 10'000;
+constexpr std::size_t most_payload_kept = 4'096;
+
+bool belongs_to(const std::string& filter, const std::string& topic) {
+  bool matches = false;
+  mosquitto_topic_matches_sub2(filter.data(), filter.size(), topic.data(), topic.size(), &matches);
+  return matches;
+}
 
 template <class... Functions>
 struct overloaded : Functions... {
@@ -126,111 +25,239 @@ struct overloaded : Functions... {
 template <class... Functions>
 overloaded(Functions...) -> overloaded<Functions...>;  // older clang does not find it by itself
 
-void turn_one_bit(std::string& payload) {
-  if (payload.empty()) {
-    payload = "?";
-  } else {
-    payload[payload.size() / 2] ^= 1;
+}  // namespace
+
+bool matches_pattern(std::string_view pattern, std::string_view text) {
+  return pattern == "*" ||
+         ::fnmatch(std::string(pattern).c_str(), std::string(text).c_str(), FNM_NOESCAPE) == 0;
+}
+
+bool is_about(const mqtt_packet& packet, std::string_view pattern) {
+  return pattern == "*" || (!packet.topic.empty() && matches_pattern(pattern, packet.topic)) ||
+         std::any_of(packet.filters.begin(), packet.filters.end(),
+                     [&](const auto& request) { return matches_pattern(pattern, request.filter); });
+}
+
+void mqtt_service::opened(session& client) {
+  pass(client, {.at = step::accepted});
+}
+
+void mqtt_service::received(session& client) {
+  if (!client.greeted) {
+    return;
+  }
+  std::string_view rest = client.input;
+  try {
+    while (auto packet = client.ended ? std::nullopt : take_packet(rest)) {
+      if (packet->at == step::connect_received && !client.connected) {
+        client.client_id = packet->client_id;
+      }
+      record(client, *packet);
+      pass(client, std::move(*packet));
+    }
+    client.input.erase(0, client.input.size() - rest.size());
+  } catch (const std::runtime_error&) {
+    end(client);
   }
 }
 
-}  // namespace
-
-void mqtt_service::apply(const fault_table::match& fault, session& of, mqtt_packet packet,
-                         stage next) {
-  const auto go_on = [&] { (this->*next)(of, packet); };
-  std::visit(
-      overloaded{
-          [&](const fault::withhold&) { of.ignored = of.ignored || !of.greeted; },
-          [&](const fault::hold&) { faults_.hold(fault.rule, later(of.connection, packet, next)); },
-          [&](const fault::delay& delay) {
-            server_.after(delay.by, later(of.connection, packet, next));
-          },
-          [&](const fault::close& close) { end(of, close.reset); },
-          [&](const fault::close_after& close) {
-            go_on();
-            end(of, close.reset);
-          },
-          [&](const fault::refuse&) { go_on(); },
-          [&](const fault::corrupt&) {
-            turn_one_bit(packet.payload);
-            go_on();
-          },
-          [&](const fault::repeat& repeat) {
-            go_on();
-            packet.dup = packet.qos > 0;
-            for (int i = 0; i < repeat.more; ++i) {
-              // What was received is not handled again: its identifier would be known by then.
-              next == &mqtt_service::handle&& packet.type == packet_type::publish ? route(packet)
-                                                                                  : go_on();
-            }
-          },
-          [&](const fault::replace& replace) { server_.send(of.connection, replace.bytes); },
-      },
-      fault.action);
-  on_change_();
+void mqtt_service::pass(session& of, mqtt_packet packet) {
+  if (of.ended) {
+    return;
+  }
+  if (auto* fault = find_fault(of, packet)) {
+    ++fault->applied;
+    apply(*fault, of, std::move(packet));
+  } else {
+    act(of, packet);
+  }
 }
 
-std::function<void()> mqtt_service::later(connection_id connection, mqtt_packet packet,
-                                          stage next) {
-  return [this, connection, kept = std::move(packet), next] {
-    if (session* found = find(connection)) {
-      (this->*next)(*found, kept);
-      on_change_();
+mqtt_service::rule_state* mqtt_service::find_fault(const session& of, const mqtt_packet& packet) {
+  const auto found = std::find_if(rules.begin(), rules.end(), [&](const rule_state& each) {
+    return each.active && each.rule.at == packet.at && each.applied < each.rule.times &&
+           matches_pattern(each.rule.client, of.client_id) && is_about(packet, each.rule.topic);
+  });
+  return found == rules.end() ? nullptr : &*found;
+}
+
+void mqtt_service::apply(rule_state& fault, session& of, mqtt_packet packet) {
+  std::visit(overloaded{
+                 [&](const fault::withhold&) { of.ignored = of.ignored || !of.greeted; },
+                 [&](const fault::hold&) { fault.held.push_back(later(of, packet)); },
+                 [&](const fault::delay& delay) { after(delay.by, later(of, packet)); },
+                 [&](const fault::close& close) { end(of, close.reset); },
+                 [&](const fault::close_after& close) {
+                   act(of, packet);
+                   end(of, close.reset);
+                 },
+                 [&](const fault::refuse& refuse) {
+                   packet.refusal = refuse.code;
+                   act(of, packet);
+                 },
+                 [&](const fault::corrupt&) {
+                   if (!packet.payload.empty()) {
+                     packet.payload[packet.payload.size() / 2] ^= 1;
+                   }
+                   act(of, packet);
+                 },
+                 [&](const fault::repeat& repeat) {
+                   act(of, packet);
+                   packet.dup = packet.qos > 0;
+                   for (int i = 0; i < repeat.more; ++i) {
+                     packet.at == step::publish_received ? route(packet) : act(of, packet);
+                   }
+                 },
+                 [&](const fault::replace& replace) { send(of, replace.bytes); },
+             },
+             fault.rule.action);
+}
+
+std::function<void()> mqtt_service::later(const session& of, mqtt_packet packet) {
+  return [this, id = of.id, kept = std::move(packet)] {
+    if (const auto found = sessions_.find(id); found != sessions_.end()) {
+      act(found->second, kept);
     }
   };
 }
 
-void mqtt_service::send(session& to, const mqtt_packet& packet) {
-  if (!to.ended) {
-    pass(to, sent_step(packet.type), packet, &mqtt_service::transmit);
+void mqtt_service::act(session& of, const mqtt_packet& packet) {
+  if (of.ended) {
+    return;
+  }
+  if (packet.at == step::accepted) {
+    of.greeted = true;
+    received(of);
+  } else if (packet.at >= step::connack_sent) {
+    record(of, packet);
+    send(of, encode(packet));
+  } else {
+    handle(of, packet);
   }
 }
 
-void mqtt_service::transmit(session& to, const mqtt_packet& packet) {
-  if (!to.ended) {
-    record_.add(sent_step(packet.type), to.client_id, packet);
-    server_.send(to.connection, encode(packet));
-    on_change_();
+void mqtt_service::handle(session& from, const mqtt_packet& packet) {
+  const auto answer = [&](step at) { pass(from, {.at = at, .packet_id = packet.packet_id}); };
+  if (from.connected == (packet.at == step::connect_received)) {
+    return end(from);  // CONNECT comes first, and once
+  }
+  switch (packet.at) {
+    case step::connect_received:
+      return handle_connect(from, packet);
+    case step::publish_received:
+      return handle_publish(from, packet);
+    case step::pubrec_received:
+      return answer(step::pubrel_sent);
+    case step::pubrel_received:
+      return answer(step::pubcomp_sent);
+    case step::subscribe_received:
+      return handle_subscribe(from, packet);
+    case step::unsubscribe_received:
+      for (const auto& request : packet.filters) {
+        from.filters.erase(request.filter);
+      }
+      return answer(step::unsuback_sent);
+    case step::pingreq_received:
+      return answer(step::pingresp_sent);
+    case step::disconnect_received:
+      return end(from);
+    default:
+      return;
   }
 }
 
-void mqtt_service::send_bytes(std::string_view client, std::string_view bytes) {
-  for (const auto& [connection, of] : sessions_) {
-    if (!of.ended && matches_pattern(client, of.client_id)) {
-      server_.send(connection, bytes);
+void mqtt_service::handle_connect(session& from, const mqtt_packet& packet) {
+  if (packet.refusal) {
+    pass(from, {.at = step::connack_sent, .codes = {*packet.refusal}});
+    return end(from);
+  }
+  for (auto& [id, other] : sessions_) {
+    if (other.connected && !from.client_id.empty() && other.client_id == from.client_id) {
+      end(other);
     }
   }
+  from.connected = true;
+  pass(from, {.at = step::connack_sent, .codes = {0}});
 }
 
-void mqtt_service::drop(std::string_view client, bool reset) {
-  for (auto& [connection, of] : sessions_) {
-    if (matches_pattern(client, of.client_id)) {
-      end(of, reset);
-    }
+void mqtt_service::handle_publish(session& from, const mqtt_packet& packet) {
+  if (!packet.refusal) {
+    route(packet);
+  }
+  if (packet.qos > 0) {
+    pass(from, {.at = packet.qos == 1 ? step::puback_sent : step::pubrec_sent,
+                .packet_id = packet.packet_id});
   }
 }
 
-std::vector<std::string> mqtt_service::connected_clients() const {
-  std::vector<std::string> ids;
-  for (const auto& [connection, of] : sessions_) {
-    if (of.connected) {
-      ids.push_back(of.client_id);
+void mqtt_service::handle_subscribe(session& from, const mqtt_packet& packet) {
+  mqtt_packet reply{.at = step::suback_sent, .packet_id = packet.packet_id};
+  for (const auto& request : packet.filters) {
+    reply.codes.push_back(packet.refusal.value_or(request.qos));
+    if (!packet.refusal) {
+      from.filters.insert_or_assign(request.filter, request.qos);
     }
   }
-  return ids;
-}
-
-std::vector<broker_subscription> mqtt_service::subscriptions() const {
-  std::vector<broker_subscription> all;
-  for (const auto& [connection, of] : sessions_) {
-    for (const auto& [filter, qos] : of.filters) {
-      if (of.connected) {
-        all.push_back({of.client_id, filter, qos});
+  if (!retained_before_suback) {
+    pass(from, reply);
+  }
+  for (const auto& request : packet.filters) {
+    for (const auto& [topic, message] : retained_) {
+      if (!packet.refusal && belongs_to(request.filter, topic)) {
+        deliver(from, message, request.qos, true);
       }
     }
   }
-  return all;
+  if (retained_before_suback) {
+    pass(from, reply);
+  }
+}
+
+void mqtt_service::route(const mqtt_packet& message) {
+  if (message.retain && message.payload.empty()) {
+    retained_.erase(message.topic);
+  } else if (message.retain) {
+    retained_[message.topic] = message;
+  }
+  for (auto& [id, to] : sessions_) {
+    std::vector<std::uint8_t> levels;
+    for (const auto& [filter, qos] : to.filters) {
+      if (to.connected && belongs_to(filter, message.topic)) {
+        levels.push_back(qos);
+      }
+    }
+    if (!deliver_for_each_filter && !levels.empty()) {
+      levels = {*std::max_element(levels.begin(), levels.end())};
+    }
+    for (const auto qos : levels) {
+      deliver(to, message, qos, false);
+    }
+  }
+}
+
+void mqtt_service::deliver(session& to, mqtt_packet message, std::uint8_t granted_qos,
+                           bool retained) {
+  message.at = step::publish_sent;
+  message.qos = std::min(message.qos, granted_qos);
+  message.retain = retained;
+  message.dup = false;
+  if (message.qos > 0) {
+    to.last_packet_id = static_cast<std::uint16_t>(to.last_packet_id % 0xffff + 1);
+  }
+  message.packet_id = to.last_packet_id;
+  pass(to, std::move(message));
+}
+
+void mqtt_service::record(const session& of, const mqtt_packet& packet) {
+  ++counts[{packet.at, of.client_id}];
+  if (latest.size() == most_packets_kept) {
+    latest.pop_front();
+  }
+  latest.push_back(
+      {packet.at, of.client_id, std::chrono::steady_clock::now(), packet, packet.payload.size()});
+  if (auto& payload = latest.back().packet.payload; payload.size() > most_payload_kept) {
+    payload = payload.substr(0, most_payload_kept);
+  }
 }
 
 }  // namespace kavu_test

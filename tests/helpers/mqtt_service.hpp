@@ -1,109 +1,69 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
-#include <optional>
-#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "helpers/broker_log.hpp"
-#include "helpers/fault_table.hpp"
-#include "helpers/mqtt_packet.hpp"
-#include "helpers/packet_record.hpp"
-#include "helpers/tcp_server.hpp"
+#include "helpers/broker_thread.hpp"
+#include "helpers/fault_rule.hpp"
 
 namespace kavu_test {
 
-/// The protocol side of the scripted broker: what it answers, and where its faults come in.
-/// Everything happens on the server's thread.
-class mqtt_service final : private tcp_server::handler {
+/// The protocol side of the scripted broker: what it answers, and where its faults come in. All of
+/// it is used on the broker's thread only.
+class mqtt_service final : public broker_thread {
  public:
-  using connection_id = tcp_server::connection_id;
+  mqtt_service() { start(); }
+  ~mqtt_service() override { stop(); }
 
-  /// `on_change` is called after everything that somebody may wait for.
-  explicit mqtt_service(std::function<void()> on_change);
-  ~mqtt_service() { server_.stop(); }
+  struct rule_state {
+    fault_rule rule;
+    bool active = true;
+    std::size_t applied = 0;
+    std::vector<std::function<void()>> held = {};
+  };
+  std::deque<rule_state> rules = {};
+  bool retained_before_suback = false;
+  bool deliver_for_each_filter = false;
 
-  tcp_server& server() { return server_; }
-  fault_table& faults() { return faults_; }
-  packet_record& record() { return record_; }
+  /// Of each kind and client.
+  std::map<std::pair<step, std::string>, std::size_t> counts = {};
+  std::deque<seen_packet> latest = {};
 
-  void set_retained_before_suback(bool on) { retained_before_suback_ = on; }
-  void set_deliver_for_each_filter(bool on) { deliver_for_each_filter_ = on; }
-
+  std::map<std::uint64_t, session>& sessions() { return sessions_; }
+  using broker_thread::end;
   void route(const mqtt_packet& message);
-  void send_bytes(std::string_view client, std::string_view bytes);
-  void drop(std::string_view client, bool reset);
-
-  std::vector<std::string> connected_clients() const;
-  std::vector<broker_subscription> subscriptions() const;
 
  private:
-  /// A connection, and the session that lives as long.
-  struct session {
-    connection_id connection = 0;
-    /// Over; it goes when nobody on the stack uses it any more.
-    bool ended = false;
-    bool greeted = false;
-    bool ignored = false;
-    bool connected = false;
-    std::string client_id = {};
-    std::chrono::milliseconds patience{0};
-    std::chrono::steady_clock::time_point last_sign_of_life = {};
-    std::optional<will_message> will = {};
-    std::map<std::string, std::uint8_t> filters = {};
-    /// Quality of service 2: received and not yet released by the client.
-    std::set<std::uint16_t> unreleased = {};
-    /// Identifiers of messages to the client that it has not acknowledged to the end.
-    std::set<std::uint16_t> in_flight = {};
-    std::uint16_t last_packet_id = 0;
-    /// Messages that wait for an identifier.
-    std::deque<mqtt_packet> waiting = {};
-  };
-  using stage = void (mqtt_service::*)(session&, const mqtt_packet&);
+  void opened(session& client) override;
+  void received(session& client) override;
 
-  void opened(connection_id connection) override;
-  void received(connection_id connection, std::string& bytes) override;
-  void closed(connection_id connection) override;
+  // A packet passes, and is acted upon, unless a fault keeps it from it.
+  void pass(session& of, mqtt_packet packet);
+  rule_state* find_fault(const session& of, const mqtt_packet& packet);
+  void apply(rule_state& fault, session& of, mqtt_packet packet);
+  void act(session& of, const mqtt_packet& packet);
+  std::function<void()> later(const session& of, mqtt_packet packet);
+  void record(const session& of, const mqtt_packet& packet);
 
-  session* find(connection_id connection);
-  void end(session& of, bool reset = false, bool with_will = true);
-  void watch_keep_alive(connection_id connection);
-
-  // Where faults come in: a packet goes from one stage to the next, or does not.
-  void pass(session& of, step at, mqtt_packet packet, stage next);
-  void apply(const fault_table::match& fault, session& of, mqtt_packet packet, stage next);
-  std::function<void()> later(connection_id connection, mqtt_packet packet, stage next);
-  void send(session& to, const mqtt_packet& packet);
-  void transmit(session& to, const mqtt_packet& packet);
-
-  void greet(session& with, const mqtt_packet& packet);
   void handle(session& from, const mqtt_packet& packet);
   void handle_connect(session& from, const mqtt_packet& packet);
   void handle_publish(session& from, const mqtt_packet& packet);
   void handle_subscribe(session& from, const mqtt_packet& packet);
-  void handle_unsubscribe(session& from, const mqtt_packet& packet);
-
-  void answer(session& to, packet_type type, std::uint16_t packet_id);
-  void deliver_retained(session& to, const std::vector<topic_request>& filters);
   void deliver(session& to, mqtt_packet message, std::uint8_t granted_qos, bool retained);
-  void deliver_waiting(session& to);
 
-  std::function<void()> on_change_;
-  fault_table faults_;
-  packet_record record_;
-  bool retained_before_suback_ = false;
-  bool deliver_for_each_filter_ = false;
-  std::size_t named_clients_ = 0;
-  std::map<std::string, mqtt_packet> retained_;
-  std::map<connection_id, session> sessions_;
-  tcp_server server_;
+  std::map<std::string, mqtt_packet> retained_ = {};
 };
+
+/// Whether a text has a shape: `*` stands for any text, `?` for one character.
+bool matches_pattern(std::string_view pattern, std::string_view text);
+/// Whether a packet's topic, or one of its filters, has it; with the pattern `*` every packet's.
+bool is_about(const mqtt_packet& packet, std::string_view pattern);
 
 }  // namespace kavu_test
