@@ -1,10 +1,7 @@
 #include "soak/site.hpp"
 
-#include <array>
 #include <stdexcept>
 #include <utility>
-
-#include "soak/workers.hpp"
 
 namespace kavu_test::soak {
 
@@ -17,39 +14,21 @@ constexpr int counters = 12;
 constexpr int readers = 4;
 constexpr int roundtrips = 2;
 constexpr int guests = 3;  // connections that the sensors of a site share
-/// Larger than all that is published in an outage together.
-constexpr std::int64_t marker_size = 100'000;
-
-mosquitto_options quiet_broker() {
-  mosquitto_options options;
-  options.log_packets = false;
-  return options;
-}
-
-/// When a client must be back after an outage: it tries again in growing intervals, each time for
-/// its time-out, on a machine that has other work to do.
-std::chrono::milliseconds longest_return(std::chrono::milliseconds outage_lasted) {
-  constexpr std::array delays{1s, 2s, 5s, 10s, 30s, 60s};
-  std::chrono::milliseconds tried = 0ms;
-  std::chrono::milliseconds next = delays.back();
-  for (const auto delay : delays) {
-    tried += delay;
-    if (tried > outage_lasted) {
-      next = delay;
-      break;
-    }
-  }
-  return next + 20s;
-}
 
 }  // namespace
+
+std::string numbered_payload(std::int64_t number, std::size_t size) {
+  std::string text = "{\"n\":" + std::to_string(number) + "}";
+  text.append(size > text.size() ? size - text.size() : 0, ' ');
+  return text;
+}
 
 site::site(soak_host& host, tally& figures, int number, pace how_long)
     : tally_(figures),
       number_(number),
       pace_(how_long),
       random_(static_cast<unsigned>(number)),
-      broker_(quiet_broker()),
+      broker_({.log_packets = false}),
       host_(host) {
   create_sensors(host);
 }
@@ -190,93 +169,6 @@ void site::publish_last_words(publisher& outside) {
                         std::to_string(each.reader->value()) + " instead of " +
                         std::to_string(each.number));
     }
-  }
-}
-
-void site::storm(const std::stop_token& stopping) {
-  const auto kind = static_cast<outage>(random_() % outage_kinds);
-  const auto lasts = random_part(pace_.outage);
-  ++tally_.outages[static_cast<std::size_t>(kind)];
-  ++weather_.turn;
-  std::vector<std::string> topics;
-  for (const auto& each : watches_) {
-    topics.push_back(each.topic);
-  }
-  down_ = kind != outage::frozen;
-  storm_publisher storm(port(), topics, down_,
-                        [this](std::size_t topic) { return !watches_[topic].counter->is_back(); });
-  const auto began = clock::now();
-  suffer(kind, stopping, lasts);
-  down_ = false;
-  ++weather_.turn;
-  await_sensors(std::chrono::ceil<std::chrono::milliseconds>(clock::now() - began));
-  storm.stop();
-  flush();
-  account(storm, kind);
-}
-
-void site::suffer(outage kind, const std::stop_token& stopping, std::chrono::milliseconds lasts) {
-  if (kind == outage::frozen || kind == outage::frozen_and_killed) {
-    broker_.pause();
-    pause(stopping, lasts / 2);
-    if (kind == outage::frozen) {
-      broker_.resume();
-      return;
-    }
-  }
-  kind == outage::stopped ? broker_.stop() : broker_.kill();
-  pause(stopping, lasts / 2);
-  broker_.restart();
-}
-
-void site::await_sensors(std::chrono::milliseconds outage_lasted) {
-  const auto deadline = clock::now() + longest_return(outage_lasted);
-  for (const auto& sensor : sensors_) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - clock::now());
-    if (!eventually([&] { return sensor->is_back(); }, std::max(left, 0ms))) {
-      tally_.note_fault(sensor->name() + " is not back " +
-                        std::to_string(longest_return(outage_lasted).count()) +
-                        " ms after its broker");
-    }
-  }
-}
-
-// A message too large to be missed: when it has been counted, everything before it has been.
-void site::flush() {
-  publisher outside(port());
-  for (const auto& each : watches_) {
-    outside.publish(each.topic, numbered_payload(0, marker_size));
-  }
-  for (const auto& each : watches_) {
-    ++tally_.published;
-    if (!eventually([&] { return each.counter->bytes() >= each.bytes + marker_size; })) {
-      tally_.note_unexplained(1, each.counter->name() + " is back and counts nothing");
-    }
-  }
-}
-
-// Of what was published in the outage, how many of the short and of the long messages were counted
-// follows from the two sums.
-void site::account(const storm_publisher& storm, outage kind) {
-  for (std::size_t index = 0; index < watches_.size(); ++index) {
-    auto& each = watches_[index];
-    const auto messages = each.counter->messages() - each.messages - 1;
-    const auto bytes = each.counter->bytes() - each.bytes - marker_size;
-    const auto later = (bytes - messages * storm_publisher::short_size) /
-                       (storm_publisher::long_size - storm_publisher::short_size);
-    const auto lost_while_down = storm.sent_while_down(index) - (messages - later);
-    const auto lost_later = storm.sent_later(index) - later;
-    tally_.published += storm.sent_while_down(index) + storm.sent_later(index);
-    // A broker that was only frozen loses no connection and no message.
-    if (lost_while_down < 0 || lost_later < 0 || (kind == outage::frozen && lost_later > 0)) {
-      tally_.note_unexplained(std::abs(lost_while_down) + std::abs(lost_later),
-                              each.counter->name() + " misses " + std::to_string(lost_while_down) +
-                                  " and " + std::to_string(lost_later) + " messages of an outage");
-    } else {
-      tally_.lost_with_broker += lost_while_down;
-      tally_.lost_before_renewal += lost_later;
-    }
-    begin_anew(each);
   }
 }
 

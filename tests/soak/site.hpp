@@ -11,7 +11,6 @@
 #include "helpers/mosquitto_broker.hpp"
 #include "helpers/publisher.hpp"
 #include "soak/soak_host.hpp"
-#include "soak/storm_publisher.hpp"
 #include "soak/tally.hpp"
 #include "soak/watched_sensor.hpp"
 
@@ -22,6 +21,9 @@ struct pace {
   std::chrono::milliseconds calm;
   std::chrono::milliseconds outage;
 };
+
+/// A message of this size with this number.
+std::string numbered_payload(std::int64_t number, std::size_t size);
 
 /// A broker, the sensors that watch it, and who publishes there. Calm and outage take turns.
 ///
@@ -58,6 +60,8 @@ class site {
     std::int64_t bytes = 0;
     std::int64_t number = 0;    // of the latest message
     std::int64_t reported = 0;  // to the tally
+    std::int64_t sent_while_down = 0;
+    std::int64_t sent_later = 0;
   };
 
   void create_sensors(soak_host& host);
@@ -72,7 +76,8 @@ class site {
   void storm(const std::stop_token& stopping);
   void suffer(outage kind, const std::stop_token& stopping, std::chrono::milliseconds duration);
   void await_sensors(std::chrono::milliseconds outage_lasted);
-  void account(const storm_publisher& storm, outage kind);
+  void publish_in_storm(std::unique_ptr<publisher>& outside, watch& each);
+  void account(outage kind);
   void flush();
   void begin_anew(watch& each);
   std::chrono::milliseconds random_part(std::chrono::milliseconds longest);
@@ -88,5 +93,10 @@ class site {
   std::vector<std::unique_ptr<watched_sensor>> sensors_;
   std::vector<watch> watches_;
 };
+
+/// Creates sensors at a site, lets them count, and destroys them, one after the other, whatever the
+/// weather; now and then a check and a notification. What happens in the calm must succeed.
+void visit_often(const std::stop_token& stopping, soak_host& host, tally& figures,
+                 const site& visited);
 
 }  // namespace kavu_test::soak

@@ -54,18 +54,6 @@ std::vector<std::string> tally::complaints() const {
   return complaints_;
 }
 
-std::string tally::progress(std::chrono::seconds elapsed) const {
-  std::int64_t all_outages = 0;
-  for (const auto& kind : outages) {
-    all_outages += kind;
-  }
-  return fmt::format(
-      "{:>6} s  {} messages, {} scans, {} outages, {} unexplained, {} faults, {:.1f} MiB\n",
-      elapsed.count(), grouped(published), grouped(scans_ok + scans_connection_lost + scans_other),
-      grouped(all_outages), grouped(unexplained), grouped(faults),
-      megabytes(process_figures::now()));
-}
-
 std::string tally::table() const {
   const auto at = [this](outage kind) { return outages[static_cast<std::size_t>(kind)].load(); };
   return "\nMessages\n" + line("published on topics that sensors watch", published) +

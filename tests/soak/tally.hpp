@@ -43,8 +43,6 @@ class tally {
   void note_scan_time(std::chrono::steady_clock::duration taken);
   void note_unexplained(std::int64_t messages, const std::string& what);
   void note_fault(const std::string& what);
-
-  std::string progress(std::chrono::seconds elapsed) const;
   std::string table() const;
   /// The first words of whoever had something to complain about.
   std::vector<std::string> complaints() const;

@@ -1,78 +1,77 @@
-#include "soak/visitor.hpp"
-
 #include <stdexcept>
 
-#include "soak/workers.hpp"
+#include "soak/site.hpp"
 
 namespace kavu_test::soak {
 
 using namespace std::chrono_literals;
 
-visitor::visitor(soak_host& host, tally& figures, const site& visited)
-    : host_(host),
-      tally_(figures),
-      site_(visited),
-      thread_([this](const std::stop_token& stopping) { run(stopping); }) {}
+namespace {
 
-void visitor::run(const std::stop_token& stopping) {
+constexpr int messages = 10;
+
+/// One sensor that comes, counts and goes.
+class visit {
+ public:
+  visit(soak_host& host, const site& visited, std::int32_t id)
+      : host_(host), site_(visited), id_(id), topic_("visit/" + std::to_string(id)) {}
+
+  /// Every third has a connection of its own, the others share one with the sensors that stay.
+  bool goes_well() {
+    const auto settings = host_settings::statistics_sensor(site_.port(), topic_ + "/#");
+    return host_.create(id_, site_.at_broker(settings, id_ % 3 == 0 ? id_ : id_ % 3)) &&
+           counts_all() && (id_ % 5 != 0 || can_ask());
+  }
+
+ private:
+  bool counts_all() {
+    const int calm = site_.around().calm;
+    publisher outside(site_.port());
+    for (int number = 0; number < messages; ++number) {
+      outside.publish(topic_ + "/" + std::to_string(number), "x", number % 3);
+    }
+    std::int64_t counted = 0;
+    eventually([&] {
+      const auto result = host_.scan(id_);
+      counted += result ? integer_value(*result, 0).value_or(0) : 0;
+      return counted >= messages || site_.around().calm != calm;
+    });
+    return counted == messages;
+  }
+  bool can_ask() {
+    return host_.check(id_, site_.at_broker(host_settings::connect_check(site_.port()), id_)) &&
+           host_.notify(id_, host_settings::notification(site_.port(), "visit/told", "here"));
+  }
+
+  soak_host& host_;
+  const site& site_;
+  const std::int32_t id_;
+  const std::string topic_;
+};
+
+}  // namespace
+
+void visit_often(const std::stop_token& stopping, soak_host& host, tally& figures,
+                 const site& visited) {
   for (std::int32_t visits = 0; !stopping.stop_requested(); ++visits) {
-    visit(site_.number() * 1000 + 500 + visits % 100);
+    const std::int32_t id = visited.number() * 1000 + 500 + visits % 100;
+    const int calm = visited.around().calm;
+    bool well = false;
+    std::string why = "does not count, check or notify";
+    try {
+      well = visit(host, visited, id).goes_well();
+    } catch (const std::runtime_error& failure) {
+      why = failure.what();
+    }
+    host.destroy(id);
+    ++figures.visits;
+    if (!well && calm >= 0 && calm == visited.around().calm) {
+      figures.note_fault("visitor " + std::to_string(id) + ": " + why);
+    } else if (!well) {
+      ++figures.visits_cut_short;
+    }
     pause(stopping, 100ms);
   }
-}
-
-void visitor::visit(std::int32_t id) {
-  const int calm = site_.around().calm;
-  const std::string topic = "visit/" + std::to_string(id);
-  bool well = false;
-  std::string why = "does not count";
-  try {
-    well = live(id, topic, calm);
-    if (well && id % 5 == 0 && !ask(id)) {
-      well = false;
-      why = "fails to check or notify";
-    }
-  } catch (const std::runtime_error& failure) {
-    why = failure.what();
-  }
-  host_.destroy(id);
-  ++tally_.visits;
-  if (!well && calm >= 0 && calm == site_.around().calm) {
-    tally_.note_fault("visitor " + std::to_string(id) + ": " + why);
-  } else if (!well) {
-    ++tally_.visits_cut_short;
-  }
-}
-
-/// Every third has a connection of its own, the others share one with the sensors that stay.
-bool visitor::live(std::int32_t id, const std::string& topic, int calm) {
-  const auto settings = site_.at_broker(
-      host_settings::statistics_sensor(site_.port(), topic + "/#"), id % 3 == 0 ? id : id % 3);
-  if (!host_.create(id, settings)) {
-    return false;
-  }
-  return counts_all(id, topic, calm);
-}
-
-bool visitor::counts_all(std::int32_t id, const std::string& topic, int calm) {
-  constexpr int messages = 10;
-  publisher outside(site_.port());
-  for (int number = 0; number < messages; ++number) {
-    outside.publish(topic + "/" + std::to_string(number), "x", number % 3);
-  }
-  std::int64_t counted = 0;
-  return eventually([&] {
-           const auto result = host_.scan(id);
-           counted += result ? integer_value(*result, 0).value_or(0) : 0;
-           return counted >= messages || site_.around().calm != calm;
-         }) &&
-         counted == messages;
-}
-
-bool visitor::ask(std::int32_t id) {
-  auto notification = host_settings::notification(site_.port(), "visit/told", "a visitor is here");
-  return host_.check(id, site_.at_broker(host_settings::connect_check(site_.port()), id)) &&
-         host_.notify(id, notification);
 }
 
 }  // namespace kavu_test::soak

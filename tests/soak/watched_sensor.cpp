@@ -1,13 +1,62 @@
 #include "soak/watched_sensor.hpp"
 
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+
 namespace kavu_test::soak {
+
+using clock = std::chrono::steady_clock;
+
+void pause(const std::stop_token& stopping, std::chrono::milliseconds duration) {
+  std::mutex mutex;
+  std::condition_variable_any never;
+  std::unique_lock lock(mutex);
+  never.wait_for(lock, stopping, duration, [] { return false; });
+}
+
+namespace {
+
+void scan_in_turn(const std::stop_token& stopping, const std::vector<watched_sensor*>& sensors) {
+  std::vector<clock::time_point> due(sensors.size(), clock::now());
+  while (!stopping.stop_requested() && !sensors.empty()) {
+    const auto next = std::min_element(due.begin(), due.end());
+    pause(stopping, std::chrono::ceil<std::chrono::milliseconds>(*next - clock::now()));
+    if (!stopping.stop_requested()) {
+      watched_sensor& sensor = *sensors[static_cast<std::size_t>(next - due.begin())];
+      sensor.scan();
+      *next = clock::now() + sensor.interval();
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<std::jthread> keep_scanning(const std::vector<watched_sensor*>& sensors) {
+  // A round trip takes seconds; the others are not to wait for it.
+  constexpr std::size_t quick_threads = 4;
+  constexpr std::size_t slow_threads = 3;
+  std::vector<std::vector<watched_sensor*>> shares(quick_threads + slow_threads);
+  std::size_t quick = 0;
+  std::size_t slow = 0;
+  for (watched_sensor* sensor : sensors) {
+    const bool takes_long = sensor->kind() == sensor_kind::roundtrip;
+    shares[takes_long ? quick_threads + slow++ % slow_threads : quick++ % quick_threads].push_back(
+        sensor);
+  }
+  std::vector<std::jthread> threads;
+  for (auto& share : shares) {
+    threads.emplace_back(scan_in_turn, std::move(share));
+  }
+  return threads;
+}
 
 void watched_sensor::scan() {
   const int turn = weather_.turn;
   const int calm = weather_.calm;
-  const auto began = std::chrono::steady_clock::now();
+  const auto began = clock::now();
   const auto result = host_.scan(id_);
-  tally_.note_scan_time(std::chrono::steady_clock::now() - began);
+  tally_.note_scan_time(clock::now() - began);
   if (result && result->response_code() == kavu::wire::RESPONSE_CODE_OK) {
     ++tally_.scans_ok;
     read(*result);

@@ -3,7 +3,10 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <stop_token>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "soak/soak_host.hpp"
 #include "soak/tally.hpp"
@@ -58,5 +61,11 @@ class watched_sensor {
   std::atomic<std::int64_t> value_ = -1;
   std::atomic<int> well_in_turn_ = -1;
 };
+
+/// Threads of the host that scan sensors, each at its own interval, until destruction.
+std::vector<std::jthread> keep_scanning(const std::vector<watched_sensor*>& sensors);
+
+/// Waits, until somebody wants it to stop at the longest.
+void pause(const std::stop_token& stopping, std::chrono::milliseconds duration);
 
 }  // namespace kavu_test::soak
