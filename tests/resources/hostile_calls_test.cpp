@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <random>
@@ -12,7 +13,6 @@
 #include "helpers/loopback_port.hpp"
 #include "helpers/module_host.hpp"
 #include "helpers/mosquitto_broker.hpp"
-#include "helpers/process_figures.hpp"
 
 namespace kavu_test {
 namespace {
@@ -26,17 +26,12 @@ class caller {
   caller(const module_functions& functions, std::vector<std::string> whole, unsigned seed)
       : functions_(functions), whole_(std::move(whole)), random_(seed) {}
 
-  /// Codes that no function may return here.
-  int surprises() const { return surprises_; }
-  int calls() const { return calls_; }
-
   void call_once() {
     const std::string bytes = random_bytes();
     const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
     const auto size = static_cast<std::uint32_t>(bytes.size());
-    const auto id = static_cast<std::int32_t>(random_() % 12);
-    ++calls_;
-    switch (random_() % 6) {
+    const auto id = static_cast<std::int32_t>(random(12));
+    switch (random(6)) {
       case 0:
         return expect(functions_.create_sensor_instance(id, data, size), {0, 2, 4, 5});
       case 1:
@@ -53,24 +48,16 @@ class caller {
   }
 
  private:
-  std::uint32_t random(std::uint32_t below) {
-    return static_cast<std::uint32_t>(random_() % below);
-  }
+  std::uint32_t random(std::size_t below) { return static_cast<std::uint32_t>(random_() % below); }
 
   std::string random_bytes() {
-    std::string bytes = whole_[random_() % whole_.size()];
-    switch (random_() % 4) {
-      case 0:
-        bytes.resize(random_() % bytes.size());
-        break;
-      case 1:
-        bytes.resize(random_() % 300);
-        for (char& byte : bytes) {
-          byte = static_cast<char>(random_());
-        }
-        break;
-      default:
-        break;
+    std::string bytes = whole_[random(whole_.size())];
+    const auto kind = random(4);
+    if (kind == 0) {
+      bytes.resize(random(bytes.size()));
+    } else if (kind == 1) {
+      bytes.resize(random(300));
+      std::generate(bytes.begin(), bytes.end(), [this] { return static_cast<char>(random_()); });
     }
     return bytes;
   }
@@ -80,18 +67,15 @@ class caller {
     auto size = static_cast<std::uint32_t>(buffer.size());
     expect(functions_.get_module_information_sync(buffer.data(), &size, random(2)), {1});
     functions_.get_module_information(0);
-    expect(functions_.get_api_level(), {6});
   }
 
-  void expect(std::int32_t code, const std::vector<std::int32_t>& allowed) {
-    surprises_ += std::count(allowed.begin(), allowed.end(), code) == 0 ? 1 : 0;
+  static void expect(std::int32_t code, std::initializer_list<std::int32_t> documented) {
+    EXPECT_TRUE(std::count(documented.begin(), documented.end(), code) == 1) << code;
   }
 
   const module_functions& functions_;
   const std::vector<std::string> whole_;
   std::mt19937 random_;
-  int surprises_ = 0;
-  int calls_ = 0;
 };
 
 std::vector<std::string> whole_messages(std::uint16_t broker, std::uint16_t nobody) {
@@ -112,46 +96,33 @@ void receive(std::uint64_t received, const std::uint8_t*, std::uint32_t size) {
 }
 
 TEST(hostile_calls, from_eight_threads_at_once_do_no_harm) {
-  constexpr unsigned threads = 8;
-  const mosquitto_options quiet{.log_packets = false};
-  mosquitto_broker broker(quiet);
+  mosquitto_broker broker{{.log_packets = false}};
   const auto messages = whole_messages(broker.port(), free_loopback_port());
   module_host host(/*initialized=*/false);
   std::atomic<std::uint64_t> received = 0;
-  int calls = 0;
-  const auto end = std::chrono::steady_clock::now() + 6s;
   // Initialising and cleaning up may not run beside other calls; all else may.
-  for (unsigned life = 0; std::chrono::steady_clock::now() < end; ++life) {
+  for (unsigned life = 0; life < 8 && !testing::Test::HasFailure(); ++life) {
     ASSERT_EQ(
         host.functions().initialize_module(reinterpret_cast<std::uint64_t>(&received), receive),
         KAVU_OK);
-    std::vector<caller> callers;
-    callers.reserve(threads);
-    for (unsigned number = 0; number < threads; ++number) {
-      callers.emplace_back(host.functions(), messages, life * threads + number);
-    }
     {
       std::vector<std::jthread> running;
-      for (auto& each : callers) {
-        running.emplace_back([&each] {
+      for (unsigned number = 0; number < 8; ++number) {
+        running.emplace_back([&, seed = 8 * life + number] {
+          caller calls(host.functions(), messages, seed);
           for (const auto until = std::chrono::steady_clock::now() + 600ms;
                std::chrono::steady_clock::now() < until;) {
-            each.call_once();
+            calls.call_once();
           }
         });
       }
     }
     ASSERT_EQ(host.cleanup(), KAVU_OK);
     const auto after_the_end = received.load();
-    for (const auto& each : callers) {
-      EXPECT_EQ(each.surprises(), 0);
-      calls += each.calls();
-    }
+    EXPECT_GT(after_the_end, 0U);
     EXPECT_TRUE(broker.wait_for_clients(0));
     EXPECT_EQ(received, after_the_end);
   }
-  EXPECT_GT(calls, 100);
-  RecordProperty("calls", calls);
 }
 
 }  // namespace

@@ -2,15 +2,10 @@
 
 #include <gmock/gmock.h>
 
-#include <clocale>
-#include <cstdlib>
 #include <locale>
 #include <sstream>
-#include <stdexcept>
 
-#include "helpers/child_process.hpp"
 #include "helpers/mosquitto_broker.hpp"
-#include "helpers/temporary_directory.hpp"
 #include "system/module_fixture.hpp"
 
 namespace kavu_test {
@@ -22,46 +17,14 @@ struct comma : std::numpunct<char> {
   std::string do_grouping() const override { return "\3"; }
 };
 
-/// The locales of this process while the object lives. C's needs a system that can make one.
-class comma_locale {
- public:
-  comma_locale() {
-    try {
-      run_program(
-          {find_program("localedef"), "-i", "de_DE", "-f", "UTF-8", compiled_.path() / "de"});
-      ::setenv("LOCPATH", compiled_.path().c_str(), 1);
-      is_c_locale_set_ = std::setlocale(LC_ALL, "de") != nullptr;
-    } catch (const std::runtime_error&) {
-      is_c_locale_set_ = false;
-    }
-    std::locale::global(std::locale(std::locale::classic(), new comma));
-  }
-  ~comma_locale() {
-    std::locale::global(std::locale::classic());
-    std::setlocale(LC_ALL, "C");
-    ::unsetenv("LOCPATH");
-  }
-
-  /// "both", or that only the one of C++ is set.
-  const char* which() const { return is_c_locale_set_ ? "both" : "C++ only"; }
-
- private:
-  temporary_directory compiled_;
-  bool is_c_locale_set_ = false;
-};
-
-struct surroundings {
-  mosquitto_broker broker;  // made before the locale changes
-  comma_locale locale;
-};
-
-class comma_locale_test : protected surroundings, public module_fixture {
+class comma_locale_test : public module_at<mosquitto_broker> {
  protected:
-  comma_locale_test() : module_fixture(broker.port()) {}
+  ~comma_locale_test() override { std::locale::global(before); }
+
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new comma));
 };
 
 TEST_F(comma_locale_test, numbers_stay_what_they_are) {
-  RecordProperty("locales", locale.which());
   std::ostringstream witness_of_the_locale;
   witness_of_the_locale << 1234567.5L;
   ASSERT_EQ(witness_of_the_locale.str(), "1,23457e+06");

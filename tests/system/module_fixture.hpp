@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <ostream>
-#include <string>
 
 #include "helpers/module_host.hpp"
 #include "helpers/publisher.hpp"
@@ -25,16 +24,15 @@ struct counts {
 };
 
 /// A module with sensors at a broker, and somebody outside who publishes.
-class module_fixture : public testing::Test {
+template <class Broker>
+class module_at : public testing::Test {
  protected:
-  explicit module_fixture(std::uint16_t port) : port_(port), outside(port) {}
-
   void create(std::int32_t id, std::string_view filter) {
-    ASSERT_EQ(host.create_sensor(id, host_settings::statistics_sensor(port_, filter)), KAVU_OK);
+    ASSERT_EQ(host.create_sensor(id, host_settings::statistics_sensor(broker.port(), filter)),
+              KAVU_OK);
   }
-  counts scan(std::int32_t id) { return counts_of(host.scan_result(id)); }
-
-  static counts counts_of(const kavu::wire::ScanResult& result) {
+  counts scan(std::int32_t id) {
+    const auto result = host.scan_result(id);
     EXPECT_EQ(result.response_code(), kavu::wire::RESPONSE_CODE_OK) << result.message().text();
     return {integer_value(result, 0).value_or(-1), integer_value(result, 1).value_or(-1),
             integer_value(result, 2).value_or(-1)};
@@ -60,13 +58,12 @@ class module_fixture : public testing::Test {
     return results.empty() ? kavu::wire::ScanResult() : results.front();
   }
 
+  Broker broker;
+  module_host host;
+  publisher outside{broker.port()};
+
  private:
   static constexpr std::int32_t witness = 1'000'000;
-  const std::uint16_t port_;
-
- protected:
-  module_host host;
-  publisher outside;
 };
 
 }  // namespace kavu_test
