@@ -1,10 +1,9 @@
 // A module that does what its settings tell it to, without any broker: what the host makes of
 // answers, failures and silence can be seen through it.
 #include <chrono>
-#include <condition_variable>
 #include <map>
-#include <mutex>
 #include <string>
+#include <thread>
 
 #include "envelope.pb.h"
 #include "kavu/module_api.h"
@@ -58,35 +57,34 @@ void set_refused(kavu::wire::LocalisedText& message) {
 /// Blocks for as long as a broken network can make a call block.
 void block() {
   log(7, "blocking");
-  std::mutex mutex;
-  std::condition_variable never;
-  std::unique_lock lock(mutex);
-  never.wait_for(lock, std::chrono::hours(1), [] { return false; });
+  std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
+void add_channel(kavu::wire::ScanResult& result, const char* key, const char* name,
+                 std::int64_t value) {
+  auto& channel = *result.add_definitions();
+  channel.set_id(result.definitions_size() - 1);
+  channel.mutable_name()->set_key(key);
+  channel.mutable_name()->set_text(name);
+  channel.set_kind(kavu::wire::CHANNEL_KIND_INTEGER);
+  result.add_values()->set_id(channel.id());
+  result.mutable_values(channel.id())->set_integer(value);
 }
 
 Envelope make_result(std::int32_t id, std::int64_t count) {
   Envelope message;
   auto& result = *message.mutable_scan_result();
   result.set_sensor_id(id);
-  auto& amount = *result.add_definitions();
-  amount.set_id(0);
-  amount.mutable_name()->set_key("channel.count");
-  amount.mutable_name()->set_text("Count");
-  amount.set_unit(kavu::wire::CHANNEL_UNIT_COUNT);
-  amount.set_kind(kavu::wire::CHANNEL_KIND_INTEGER);
-  auto& counter = *result.add_definitions();
-  counter.set_id(1);
-  counter.mutable_name()->set_key("Total");
-  counter.mutable_name()->set_text("Total");
-  counter.set_kind(kavu::wire::CHANNEL_KIND_DELTA_COUNTER);
-  counter.set_scale_factor(0.5);
-  auto& first = *result.add_values();
-  first.set_id(0);
-  first.set_integer(count);
-  auto& second = *result.add_values();
-  second.set_id(1);
-  second.set_integer(count * count);
+  add_channel(result, "channel.count", "Count", count);
+  add_channel(result, "Total", "Total", count * count);
+  result.mutable_definitions(1)->set_kind(kavu::wire::CHANNEL_KIND_DELTA_COUNTER);
+  result.mutable_definitions(1)->set_scale_factor(0.5);
   return message;
+}
+
+void fail(Envelope& message) {
+  message.mutable_scan_result()->set_response_code(kavu::wire::RESPONSE_CODE_ERROR);
+  set_refused(*message.mutable_scan_result()->mutable_message());
 }
 
 /// The first attempt to create the sensor fails and gives the host something to keep; the second
@@ -102,8 +100,7 @@ std::int32_t create_at_second_attempt(std::int32_t id, const kavu::wire::SensorD
   send(data);
   Envelope message = make_result(id, 0);
   message.mutable_scan_result()->clear_values();
-  message.mutable_scan_result()->set_response_code(kavu::wire::RESPONSE_CODE_ERROR);
-  set_refused(*message.mutable_scan_result()->mutable_message());
+  fail(message);
   send(message);
   return KAVU_FAILED;
 }
@@ -182,8 +179,7 @@ int32_t ExecuteSensorScan(int32_t id) {
   }
   Envelope message = make_result(id, scanned.scans);
   if (scanned.behaviour == "fails") {
-    message.mutable_scan_result()->set_response_code(kavu::wire::RESPONSE_CODE_ERROR);
-    set_refused(*message.mutable_scan_result()->mutable_message());
+    fail(message);
   }
   send(message);
   return KAVU_OK;
@@ -204,10 +200,11 @@ int32_t ExecuteMetaScan(int32_t id, uint32_t /*value*/, const uint8_t* data, uin
   log(6, find(notification.settings(), "connection.host") + " " +
              find(notification.settings(), "connection.port"));
   Envelope message;
-  message.mutable_notification_response()->set_id(id);
-  message.mutable_notification_response()->set_success(notification.target() != "refused");
-  if (notification.target() == "refused") {
-    set_refused(*message.mutable_notification_response()->mutable_message());
+  auto& response = *message.mutable_notification_response();
+  response.set_id(id);
+  response.set_success(notification.target() != "refused");
+  if (!response.success()) {
+    set_refused(*response.mutable_message());
   }
   send(message);
   return KAVU_OK;
@@ -222,8 +219,9 @@ int32_t ExecuteCheck(int32_t id, const uint8_t* data, uint32_t size) {
   }
   if (host == "refused") {
     log(5, "not worth telling");
-    log(0, "The tank \x1b[31mrefused");
-    log(4, "The tank \x1b[31mrefused");
+    for (const int severity : {0, 4}) {
+      log(severity, "The tank \x1b[31mrefused");
+    }
   }
   Envelope message;
   message.mutable_check_result()->set_check_id(id);

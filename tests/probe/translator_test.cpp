@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "probe/failure.hpp"
 #include "probe/message_reference.hpp"
 #include "probe/test_document.hpp"
 
@@ -17,9 +16,6 @@ TEST(message_reference, takes_arguments_out_of_their_escapes) {
   ASSERT_TRUE(reference);
   EXPECT_EQ(reference->key, "error.refused");
   EXPECT_THAT(reference->arguments, ElementsAre("a,b:#", R"([x]\)", ""));
-}
-
-TEST(message_reference, plain_keys_have_no_arguments) {
   EXPECT_TRUE(parse_message_reference("error.timeout")->arguments.empty());
   EXPECT_EQ(parse_message_reference("#x[1]")->key, "#x[1]");
 }
@@ -73,23 +69,9 @@ TEST_F(translator_test, falls_back_to_the_english_text) {
   // A user's own name for a channel is nobody's to translate.
   EXPECT_EQ(german_.text(message("channel.count", "channel.count")), "channel.count");
   EXPECT_EQ(german_.text(message("channel.count", "Count")), "Anzahl");
-}
-
-TEST_F(translator_test, looks_values_up_in_the_language) {
-  EXPECT_EQ(german_.look_up("level", 4)->display, "Alles gut");
   EXPECT_EQ(german_.look_up("level", 0)->display, "Dry");
-  EXPECT_EQ(german_.look_up("level", 0)->state, value_state::error);
   EXPECT_FALSE(german_.look_up("level", 7));
   EXPECT_FALSE(german_.look_up("none", 4));
-}
-
-TEST_F(translator_test, an_unknown_language_names_the_known_ones) {
-  try {
-    translator(module_, "Klingon");
-    FAIL();
-  } catch (const usage_error& failure) {
-    EXPECT_THAT(failure.what(), ::testing::HasSubstr("German, English"));
-  }
 }
 
 }  // namespace

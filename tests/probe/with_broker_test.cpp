@@ -18,76 +18,12 @@ namespace {
 
 using nlohmann::json;
 using ::testing::AllOf;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
 std::vector<std::string> at(std::uint16_t port, std::vector<std::string> arguments) {
   arguments.insert(arguments.end(), {"--port", std::to_string(port)});
   return arguments;
-}
-
-std::vector<json> results(const probe_run& run) {
-  std::vector<json> parsed;
-  for (const std::string& line : run.output_lines()) {
-    parsed.push_back(json::parse(line));
-  }
-  return parsed;
-}
-
-/// The values of a result by channel number.
-std::map<int, json> values(const json& result) {
-  std::map<int, json> found;
-  for (const json& channel : result.at("channels")) {
-    found[channel.at("id")] = channel.at("value");
-  }
-  return found;
-}
-
-TEST(statistics, counts_exactly_and_starts_again) {
-  mosquitto_broker broker;
-  publisher outside(broker.port());
-  outside.publish("plant/quiet", "kept", 1, /*retain=*/true);
-  probe_run run(at(broker.port(), {"scan", "statistics", "--topic", "plant/#", "--interval", "2",
-                                   "--scans", "2", "--json"}));
-  ASSERT_TRUE(broker.wait_for_subscription("plant/#"));
-  outside.publish("plant/a", "12345");
-  outside.publish("plant/b", "");
-  outside.publish("plant/a", std::string("\0\xff", 2));
-  EXPECT_EQ(run.wait(), 0);
-  const auto scans = results(run);
-  ASSERT_EQ(scans.size(), 2U);
-  EXPECT_EQ(values(scans[0]), (std::map<int, json>{{0, 4}, {1, 11}, {2, 3}}));
-  EXPECT_EQ(values(scans[1]), (std::map<int, json>{{0, 0}, {1, 0}, {2, 0}}));
-}
-
-TEST(check, says_why_it_failed) {
-  mosquitto_options options;
-  options.allow_anonymous = false;
-  options.users = {{"probe", "right"}};
-  mosquitto_broker broker(options);
-  const std::string closed = std::to_string(free_loopback_port());
-  const std::string open = std::to_string(broker.port());
-  struct {
-    std::vector<std::string> arguments;
-    const char* password;
-    int code;
-    const char* error;
-  } const cases[] = {
-      {{"--port", open, "--user", "probe"}, "right", 0, ""},
-      {{"--port", open, "--user", "probe"}, "wrong", 1, "Check your credentials"},
-      {{"--port", open}, "", 1, "Check your credentials"},
-      {{"--port", closed}, "", 1, "TCP/TLS connect failure"},
-      {{"--host", "no.such.host.invalid"}, "", 1, "no.such.host.invalid"},
-  };
-  for (const auto& expected : cases) {
-    std::vector<std::string> arguments = {"check", "--json", "--timeout", "5"};
-    arguments.insert(arguments.end(), expected.arguments.begin(), expected.arguments.end());
-    probe_run run(arguments, {{"KAVU_PROBE_PASSWORD", expected.password}});
-    EXPECT_EQ(run.wait(), expected.code) << expected.error;
-    EXPECT_EQ(json::parse(run.output()).at("ok"), expected.code == 0);
-    EXPECT_THAT(run.errors(), HasSubstr(expected.error));
-  }
 }
 
 TEST(custom, keeps_what_the_sensor_gave_from_scan_to_scan) {
@@ -100,33 +36,22 @@ TEST(custom, keeps_what_the_sensor_gave_from_scan_to_scan) {
                                    "name=sum,path=$.n,type=delta_counter"}));
   ASSERT_TRUE(broker.wait_for_subscription("t"));
   outside.publish("t", R"({"b":1,"n":100,"f":0.25,"s":"well"})");
-  ASSERT_TRUE(run.wait_for_output("2.5"));
+  ASSERT_TRUE(run.wait_for("2.5"));
   outside.publish("t", R"({"b":9223372036854775807,"n":107,"f":0.5,"s":"better"})");
-  ASSERT_TRUE(run.wait_for_output("better"));
+  ASSERT_TRUE(run.wait_for("better"));
   run.process().send_signal(SIGINT);
   EXPECT_EQ(run.wait(), 0);
-  const auto scans = results(run);
-  const auto after = std::find_if(scans.begin(), scans.end(), [](const json& scan) {
-    return scan.contains("message") && scan.at("message").at("text") == "better";
-  });
-  ASSERT_NE(after, scans.end());
-  const auto shown = values(*after);
+  const std::string lines = run.output();
+  const auto begin = lines.rfind('\n', lines.find("better"));
+  const json scan = json::parse(lines.substr(begin + 1, lines.find('\n', begin + 1) - begin - 1));
+  std::map<int, json> shown;
+  for (const json& channel : scan.at("channels")) {
+    shown[channel.at("id")] = channel.at("value");
+  }
   EXPECT_EQ(shown.at(1).get<std::int64_t>(), INT64_MAX);
   EXPECT_EQ(shown.at(2), 5.0);
   EXPECT_EQ(shown.at(3), 7);
   EXPECT_TRUE(shown.contains(0));
-}
-
-TEST(roundtrip, reports_its_state_in_words) {
-  mosquitto_broker broker;
-  probe_run good(at(broker.port(), {"scan", "roundtrip", "--json", "--id", "-3"}));
-  EXPECT_EQ(good.wait(), 0);
-  const json state = results(good).at(0).at("channels").back();
-  EXPECT_EQ(state.at("text"), "Roundtrip complete");
-  broker.stop();
-  probe_run bad(at(broker.port(), {"scan", "roundtrip", "--timeout", "2"}));
-  EXPECT_EQ(bad.wait(), 1);
-  EXPECT_THAT(bad.output(), HasSubstr("Subscriber could not connect"));
 }
 
 TEST(notify, arrives_with_any_bytes) {
@@ -155,30 +80,19 @@ TEST(secrets, reach_the_broker_and_nothing_else) {
   temporary_directory directory;
   const std::string password = directory.write("password", "very+secret\n");
   const std::string key_password = directory.write("key_password", own.key_password);
-  const std::vector<std::string> connection = {"--tls",
-                                               "--ca",
-                                               all.authority.file,
-                                               "--cert",
-                                               own.file,
-                                               "--key",
-                                               own.key_file,
-                                               "--key-password-file",
-                                               key_password,
-                                               "--user",
-                                               "probe",
-                                               "--password-file",
-                                               password,
-                                               "--port",
-                                               std::to_string(broker.tls_port()),
-                                               "--log",
-                                               "--json",
-                                               "--timeout",
-                                               "5"};
+  const std::string port = std::to_string(broker.tls_port());
+  const std::vector<std::string> connection = {"--tls",           "--ca",   all.authority.file,
+                                               "--cert",          own.file, "--key",
+                                               own.key_file,      "--user", "probe",
+                                               "--password-file", password, "--key-password-file",
+                                               key_password,      "--port", port,
+                                               "--timeout",       "5",      "--log",
+                                               "--json"};
   const std::string key_line = own.key_pem.substr(own.key_pem.find('\n') + 1, 40);
   const std::vector<std::vector<std::string>> commands = {
       {"check"},
       {"scan", "statistics", "--topic", "#", "--interval", "0.1"},
-      {"scan", "roundtrip"},
+      {"scan", "roundtrip", "--id", "-3"},
       {"notify", "--topic", "t", "--message", "m"}};
   for (std::vector<std::string> arguments : commands) {
     arguments.insert(arguments.end(), connection.begin(), connection.end());
@@ -225,12 +139,15 @@ TEST(demo, ends_well_and_leaves_no_broker) {
 TEST(demo, takes_its_broker_along_on_every_way_out) {
   for (const int signal : {SIGINT, SIGTERM, SIGKILL}) {
     probe_run run({"demo", "--scans", "1000"});
-    ASSERT_TRUE(run.wait_for_output("was seen to arrive"));
+    ASSERT_TRUE(run.wait_for("was seen to arrive"));
     const std::uint16_t port = find_port(run.output());
     ASSERT_TRUE(accepts_connections(port));
     run.process().send_signal(signal);
     EXPECT_EQ(run.wait(), 128 + signal);
-    EXPECT_TRUE(eventually([port] { return !accepts_connections(port); })) << signal;
+    // What is killed itself cannot wait for its broker's end.
+    EXPECT_TRUE(signal == SIGKILL ? eventually([port] { return !accepts_connections(port); })
+                                  : !accepts_connections(port))
+        << signal;
   }
 }
 
