@@ -1,6 +1,7 @@
 #include "reliability/private_network.hpp"
 
 #include <net/if.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -12,7 +13,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <limits>
 #include <system_error>
 
 #include "helpers/temporary_directory.hpp"
@@ -62,28 +62,13 @@ void replace_file(const std::string& path, const std::string& text) {
   require(::mount(file.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0, path.c_str());
 }
 
-/// Where the question of a message ends; the header is 12 bytes long.
-std::size_t end_of_question(const std::string& message) {
-  std::size_t at = 12;
-  while (at < message.size() && message[at] != 0) {
-    at += static_cast<unsigned char>(message[at]) + 1U;
-  }
-  return at + 5;  // the root, type and class
-}
-
-std::string encoded(const std::string& host) {
-  const auto dot = host.find('.');
-  return std::string(1, static_cast<char>(dot)) + host.substr(0, dot) +
-         std::string(1, static_cast<char>(host.size() - dot - 1)) + host.substr(dot + 1) + '\0';
-}
-
 }  // namespace
 
 std::string enter_private_network() try {
   enter_namespaces();
   bring_up_loopback();
   require(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
-  replace_file("/etc/resolv.conf", "nameserver 127.0.0.1\n");
+  replace_file("/etc/resolv.conf", "nameserver 127.0.0.1\noptions attempts:5\n");
   replace_file("/etc/nsswitch.conf", "hosts: files dns\n");
   return {};
 } catch (const std::exception& failure) {
@@ -107,15 +92,6 @@ name_server::~name_server() {
   ::close(socket_);
 }
 
-void name_server::speak() {
-  answers_ = std::numeric_limits<std::size_t>::max();
-  const std::lock_guard lock(mutex_);
-  for (const auto& each : kept_) {
-    answer(each);
-  }
-  kept_.clear();
-}
-
 void name_server::loop() {
   while (!stopping_) {
     pollfd waiting{socket_, POLLIN, 0};
@@ -123,44 +99,37 @@ void name_server::loop() {
     if (::poll(&waiting, 1, slice_ms) != 1) {
       continue;
     }
-    question asked;
-    socklen_t length = sizeof asked.first;
+    sockaddr_in asker{};
+    socklen_t length = sizeof asker;
     std::array<char, 1500> bytes{};
     const auto size = ::recvfrom(socket_, bytes.data(), bytes.size(), 0,
-                                 reinterpret_cast<sockaddr*>(&asked.first), &length);
-    if (size > 12) {
-      asked.second.assign(bytes.data(), static_cast<std::size_t>(size));
-      handle(asked);
+                                 reinterpret_cast<sockaddr*>(&asker), &length);
+    if (size <= 12) {
+      continue;
     }
-  }
-}
-
-void name_server::handle(const question& asked) {
-  const std::lock_guard lock(mutex_);
-  if (answers_ > 0) {
+    if (answers_ == 0) {
+      ++unanswered_;
+      continue;
+    }
     --answers_;
-    answer(asked);
-  } else {
-    kept_.push_back(asked);
-    ++unanswered_;
+    const auto text = answer(std::string(bytes.data(), static_cast<std::size_t>(size)));
+    ::sendto(socket_, text.data(), text.size(), MSG_NOSIGNAL,
+             reinterpret_cast<const sockaddr*>(&asker), length);
   }
 }
 
-// RFC 1035: the question once more, and the address if it is this host's IPv4 one that was asked
-// for. Any other name does not exist.
-void name_server::answer(const question& asked) const {
-  const auto end = end_of_question(asked.second);
-  std::string message = asked.second.substr(0, end);
-  const bool known = message.substr(12, end - 16) == encoded(host);
-  const bool has_address = known && message.at(end - 3) == 1;
-  message.replace(2, 10, std::string("\x81\x80\0\1\0\0\0\0\0\0", 10));
-  message[3] = static_cast<char>(known ? 0x80 : 0x83);
-  message[7] = has_address ? 1 : 0;
+// RFC 1035: the question once more, which follows 12 bytes of header, and the address if it is an
+// IPv4 one that was asked for.
+std::string name_server::answer(std::string question) {
+  const auto end = question.find('\0', 12) + 5;  // the name's end, type and class
+  const bool has_address = question.at(end - 3) == 1;
+  question.resize(end);
+  question.replace(2, 10, std::string("\x81\x80\0\1\0\0\0\0\0\0", 10));
   if (has_address) {
-    message += std::string("\xc0\x0c\0\1\0\1\0\0\0\0\0\4\x7f\0\0\1", 16);
+    question[7] = 1;
+    question += std::string("\xc0\x0c\0\1\0\1\0\0\0\0\0\4\x7f\0\0\1", 16);
   }
-  ::sendto(socket_, message.data(), message.size(), MSG_NOSIGNAL,
-           reinterpret_cast<const sockaddr*>(&asked.first), sizeof asked.first);
+  return question;
 }
 
 }  // namespace kavu_test

@@ -1,14 +1,10 @@
 #pragma once
 
-#include <netinet/in.h>
-
 #include <atomic>
 #include <cstddef>
-#include <mutex>
+#include <limits>
 #include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 namespace kavu_test {
 
@@ -17,10 +13,10 @@ namespace kavu_test {
 /// Returns what has failed, or nothing. Must be called before there is a second thread.
 std::string enter_private_network();
 
-/// The name server of a private network. It knows one host, `host`, with the address 127.0.0.1.
+/// The name server of a private network: every host has the address 127.0.0.1.
 class name_server {
  public:
-  static constexpr const char* host = "broker.example";
+  static constexpr std::size_t always = std::numeric_limits<std::size_t>::max();
 
   /// Answers so many questions and then no more.
   explicit name_server(std::size_t answers);
@@ -29,23 +25,18 @@ class name_server {
   name_server& operator=(const name_server&) = delete;
 
   void fall_silent() { answers_ = 0; }
-  /// Answers everything again, those questions included that it has kept silent about.
-  void speak();
+  /// Answers from now on. Who was not answered asks again after five seconds.
+  void speak() { answers_ = always; }
   std::size_t unanswered() const { return unanswered_; }
 
  private:
-  using question = std::pair<sockaddr_in, std::string>;
-
   void loop();
-  void handle(const question& asked);
-  void answer(const question& asked) const;
+  static std::string answer(std::string question);
 
   std::atomic<std::size_t> answers_;
   std::atomic<std::size_t> unanswered_ = 0;
   std::atomic<bool> stopping_ = false;
   int socket_;
-  std::mutex mutex_;  // guards kept_
-  std::vector<question> kept_;
   std::thread thread_;
 };
 
