@@ -25,23 +25,6 @@ host_settings defaults_of(std::string_view kind) {
   return host_settings::statistics_sensor(port, "plant/#");
 }
 
-template <class Message>
-void add_secret(Message& message, std::string_view key, std::string_view value) {
-  auto& entry = *message.add_secure_settings();
-  entry.set_key(std::string(key));
-  entry.set_value(std::string(value));
-}
-
-void add_secret(kavu::wire::Envelope& envelope, std::string_view key, std::string_view value) {
-  if (envelope.has_sensor_data()) {
-    add_secret(*envelope.mutable_sensor_data(), key, value);
-  } else if (envelope.has_check_data()) {
-    add_secret(*envelope.mutable_check_data(), key, value);
-  } else {
-    add_secret(*envelope.mutable_notification_request(), key, value);
-  }
-}
-
 void follow(host_settings& settings, std::string_view line) {
   if (line.starts_with('-')) {
     succeeds<std::logic_error>([&] { settings.remove(line.substr(1)); });
@@ -50,7 +33,11 @@ void follow(host_settings& settings, std::string_view line) {
   std::string_view value = line;
   const auto key = take_until(value, "=");
   if (key.starts_with('*')) {
-    add_secret(settings.envelope(), key.substr(1), value);
+    with_settings(settings.envelope(), [&](auto& message) {
+      auto& entry = *message.add_secure_settings();
+      entry.set_key(std::string(key.substr(1)));
+      entry.set_value(std::string(value));
+    });
   } else if (key.starts_with('+') && settings.envelope().has_sensor_data()) {
     settings.persistent(key.substr(1), value);
   } else {

@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "envelope.pb.h"
+
 namespace kavu_test {
 
 /// The bytes that a host hands to the module, told line by line so that a seed can be read:
@@ -15,5 +17,17 @@ namespace kavu_test {
 ///
 /// A text that begins with "raw:" stands for the bytes behind it; `protoc --encode` makes such.
 std::string envelope_from(std::string_view text);
+
+/// Calls `act` with the part of the envelope that has settings, if there is one.
+template <class Act>
+void with_settings(kavu::wire::Envelope& envelope, Act&& act) {
+  if (envelope.has_sensor_data()) {
+    act(*envelope.mutable_sensor_data());
+  } else if (envelope.has_check_data()) {
+    act(*envelope.mutable_check_data());
+  } else if (envelope.has_notification_request()) {
+    act(*envelope.mutable_notification_request());
+  }
+}
 
 }  // namespace kavu_test

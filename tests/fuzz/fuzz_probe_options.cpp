@@ -153,13 +153,6 @@ void give_message(std::string_view bytes) {
       std::chrono::nanoseconds(envelope->log_record().time_ns()))));
 }
 
-void give_reference(std::string_view text) {
-  const auto reference = parse_message_reference(kavu_test::take_line(text));
-  if (reference) {
-    static_cast<void>(fill_in(text, reference->arguments));
-  }
-}
-
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -172,7 +165,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   } else if (what == "message") {
     give_message(text);
   } else if (what == "reference") {
-    give_reference(text);
+    if (const auto reference = parse_message_reference(kavu_test::take_line(text))) {
+      static_cast<void>(fill_in(text, reference->arguments));
+    }
   } else {
     give_options(text);
   }
