@@ -59,13 +59,5 @@ TEST(connection_check, is_true_or_says_why_not_in_time) {
   }
 }
 
-TEST(connection_check, uses_the_connection_that_a_sensor_holds) {
-  mosquitto_broker broker;
-  module_host host;
-  ASSERT_EQ(host.create_sensor(1, host_settings::statistics_sensor(broker.port(), "a")), KAVU_OK);
-  EXPECT_TRUE(host.check_succeeds(1, host_settings::connect_check(broker.port())));
-  EXPECT_EQ(broker.connections_accepted("TRAVO_"), 1U);
-}
-
 }  // namespace
 }  // namespace kavu_test
