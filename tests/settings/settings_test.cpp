@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "definition/module_definition.hpp"
-#include "envelope.pb.h"
+#include "helpers/host_settings.hpp"
 #include "libi18n/i18n_exception.hpp"
 #include "mqtt/settings/mqtt_connect_check.hpp"
 #include "mqtt/settings/mqtt_notification.hpp"
@@ -63,10 +63,19 @@ setting_texts with(setting_texts texts, const std::string& key, std::string_view
   return texts;
 }
 
-/// What a host sends of its own accord; the document does not speak of it.
-const setting_texts host_texts{{"host", "127.0.0.1"}, {"logging", "disabled"},
-                               {"timeout", "10"},     {"brunvikcloudapikey", ""},
-                               {"ipversion", "IPv4"}, {"interval", "60"}};
+setting_texts sent_by(host_settings host) {
+  setting_texts texts;
+  const auto add = [&](const auto& message) {
+    for (const auto* entries : {&message.settings(), &message.secure_settings()}) {
+      for (const auto& entry : *entries) {
+        texts[entry.key()] = entry.value();
+      }
+    }
+  };
+  add(host.envelope().sensor_data());
+  add(host.envelope().check_data());
+  return texts;
+}
 
 const json& document() {
   static const json parsed = json::parse(lib::definition::module_definition_document());
@@ -77,7 +86,8 @@ const json& document() {
 struct offer {
   using failure_function = std::string (*)(const setting_texts&);
 
-  offer(const std::string& of, failure_function how) : name(of), failure(how) {
+  offer(const std::string& of, failure_function how, const host_settings& host)
+      : name(of), failure(how), texts(sent_by(host)) {
     const json& sensors = document().at("Sensors");
     const json& sections = sensors.contains(of) ? sensors.at(of).at("Settings").at("Sections")
                                                 : document().at("Checks").at(of).at("Sections");
@@ -88,7 +98,6 @@ struct offer {
           const std::string key =
               section + "." + group + "." + setting.at("Name").get<std::string>();
           EXPECT_TRUE(offered.emplace(key, setting).second) << key;
-          texts[key] = setting.value("Default", "");
         }
       }
     }
@@ -99,21 +108,25 @@ struct offer {
 
   std::string name;
   failure_function failure;
-  std::map<std::string, json> offered;
   /// What a host sends when the user has changed nothing.
-  setting_texts texts = host_texts;
+  setting_texts texts;
+  std::map<std::string, json> offered;
 };
 
 const std::vector<offer>& offers() {
   static const std::vector<offer> all{
-      {"roundtrip_sensor", failure_of<settings::roundtrip_sensor>},
-      {"statistics_sensor", failure_of<settings::statistics_sensor>},
-      {"subscribe_custom_sensor", failure_of<settings::subscribe_custom_sensor>},
-      {"mqtt_connect_check", failure_of<settings::mqtt_connect_check>}};
+      {"roundtrip_sensor", failure_of<settings::roundtrip_sensor>,
+       host_settings::roundtrip_sensor(1883)},
+      {"statistics_sensor", failure_of<settings::statistics_sensor>,
+       host_settings::statistics_sensor(1883, "")},
+      {"subscribe_custom_sensor", failure_of<settings::subscribe_custom_sensor>,
+       host_settings::custom_sensor(1883, "")},
+      {"mqtt_connect_check", failure_of<settings::mqtt_connect_check>,
+       host_settings::connect_check(1883)}};
   return all;
 }
 
-TEST(settings, that_the_document_offers_are_read_and_no_others) {
+TEST(settings, that_a_host_sends_are_read_and_are_those_of_the_document) {
   for (const auto& each : offers()) {
     SCOPED_TRACE(each.name);
     EXPECT_EQ(each.failure(each.texts), "");
@@ -123,6 +136,10 @@ TEST(settings, that_the_document_offers_are_read_and_no_others) {
       EXPECT_EQ(each.failure(others),
                 key == "interval" ? "" : "The setting \"" + key + "\" was not available.");
     }
+    for (const auto& [key, setting] : each.offered) {
+      EXPECT_EQ(each.texts.at(key), setting.value("Default", "")) << key;
+    }
+    EXPECT_EQ(each.texts.size(), each.offered.size() + 6);  // what hosts send of their own accord
   }
 }
 
@@ -265,47 +282,33 @@ TEST(settings, have_each_text_in_its_place) {
   EXPECT_EQ(build<settings::mqtt_connect_check>(texts).common.interval, 60);
 }
 
-// All that is switched on one after the other, and what is on then.
 TEST(settings, switch_what_they_name) {
-  const std::pair<std::string, const char*> switches[] = {
-      {"logging", "enabled"},
-      {"ipversion", "IPv6"},
-      {"ipversion", "1"},
-      {user_group + "active", "yes"},
-      {tls_group + "active", "yes"},
-      {tls_group + "server_auth_active", "yes"},
-      {tls_group + "client_auth_active", "yes"},
-      {"roundtrip.connection_roundtrip.use_custom_settings", "yes"},
-      {custom_group + "channel10", "enable"},
-      {custom_group + "channel5_type", "delta_counter"},
-      {custom_group + "channel5_type", "absolute_integer"},
-      {custom_group + "duration_since_last_message", "enable"},
-      {custom_group + "retain_last_message", "retain"},
-      {"ipversion", "0"}};
-  std::string on;
-  for (const auto& [key, option] : switches) {
-    const auto texts = with(all_texts(), key, option);
-    const auto custom = build<settings::subscribe_custom_sensor>(texts);
-    const std::pair<int, char> states[] = {
-        {static_cast<int>(custom.common.logging), 'l'},
-        {static_cast<int>(custom.common.ipversion), '6'},
-        {custom.credentials.active, 'u'},
-        {custom.tls.active, 't'},
-        {custom.tls.server_auth_active, 's'},
-        {custom.tls.client_auth_active, 'c'},
-        {build<settings::roundtrip_sensor>(texts).use_custom_settings, 'r'},
-        {custom.channels[9].is_on(), 'X'},
-        {custom.channels[4].type == settings::channel_type::delta_counter, 'd'},
-        {custom.channels[4].type == settings::channel_type::absolute_integer, 'i'},
-        {static_cast<int>(custom.duration_since_last_message), 'D'},
-        {static_cast<int>(custom.retain_last_message), 'R'},
-        {!custom.channels[0].is_on() || custom.channels[8].is_on(), '!'}};
-    for (const auto& [is_on, letter] : states) {
-      on += is_on != 0 ? std::string(1, letter) : "";
-    }
-    on += ' ';
+  const auto build_with = [](const std::string& key, std::string_view text) {
+    return build<settings::subscribe_custom_sensor>(with(all_texts(), key, text));
+  };
+  EXPECT_TRUE(build_with(user_group + "active", "yes").credentials.active);
+  EXPECT_FALSE(build_with(tls_group + "active", "yes").credentials.active);
+  EXPECT_TRUE(build_with(tls_group + "active", "yes").tls.active);
+  EXPECT_TRUE(build_with(tls_group + "server_auth_active", "yes").tls.server_auth_active);
+  EXPECT_TRUE(build_with(tls_group + "client_auth_active", "yes").tls.client_auth_active);
+  EXPECT_EQ(build_with("logging", "enabled").common.logging, settings::logging_mode::enabled);
+  for (const auto& [text, version] : {std::pair{"IPv4", 0}, {"0", 0}, {"IPv6", 1}, {"1", 1}}) {
+    EXPECT_EQ(static_cast<int>(build_with("ipversion", text).common.ipversion), version) << text;
   }
-  EXPECT_EQ(on, "l 6 6 u t s c r X d i D R  ");
+  EXPECT_FALSE(build_with("ipversion", "1").channels[9].is_on());
+  EXPECT_TRUE(build_with("ipversion", "1").channels[0].is_on());
+  EXPECT_TRUE(build_with(custom_group + "channel10", "enable").channels[9].is_on());
+  using enum settings::channel_type;
+  for (const auto& [text, type] : {std::pair{"absolute_integer", absolute_integer},
+                                   {"absolute_float", absolute_float},
+                                   {"delta_counter", delta_counter}}) {
+    EXPECT_EQ(build_with(custom_group + "channel5_type", text).channels[4].type, type);
+  }
+  EXPECT_EQ(build_with(custom_group + "duration_since_last_message", "enable")
+                .duration_since_last_message,
+            settings::activation::enable);
+  EXPECT_EQ(build_with(custom_group + "retain_last_message", "retain").retain_last_message,
+            settings::last_message::retain);
 }
 
 }  // namespace
