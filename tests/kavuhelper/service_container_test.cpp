@@ -3,11 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <future>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "helpers/eventually.hpp"
 #include "kavuhelper/failure_text.hpp"
 
 namespace kavu_test {
@@ -15,6 +19,7 @@ namespace {
 
 namespace failures = brunvik::monitoring_modules::libkavuhelper::utils::exceptions;
 using brunvik::monitoring_modules::libkavuhelper::module::factory_function;
+using brunvik::monitoring_modules::libkavuhelper::module::instance_store;
 using brunvik::monitoring_modules::libkavuhelper::module::service_container;
 using brunvik::monitoring_modules::libkavuhelper::utils::type_name;
 
@@ -126,6 +131,123 @@ TEST(service_container, a_service_is_built_once_however_many_ask) {
   EXPECT_EQ(built, 1);
   EXPECT_THROW(container.add_instance<service>(std::make_shared<service>()),
                failures::already_contains_instance);
+}
+
+struct connection {
+  int number = 0;
+};
+
+class keyed_build : public testing::Test {
+ protected:
+  using outcome = std::future<std::shared_ptr<connection>>;
+
+  /// Asks on a thread of its own; the build ends when `result` is set.
+  outcome ask(std::optional<std::chrono::milliseconds> limit = {}) {
+    return std::async(std::launch::async, [this, limit] {
+      ++asking;
+      return container.get_or_build<connection>(key, build, limit);
+    });
+  }
+  /// One that builds, and others that ask for the same key meanwhile.
+  std::vector<outcome> ask_together(int count) {
+    std::vector<outcome> all;
+    for (int i = 0; i < count; ++i) {
+      all.push_back(ask());
+    }
+    EXPECT_TRUE(eventually([&] { return started == 1 && asking == count; }));
+    return all;
+  }
+
+  const std::string key = "key";
+  service_container container;
+  std::promise<int> result;
+  std::function<std::unique_ptr<connection>()> build = [this, ends = result.get_future().share()] {
+    ++started;
+    return std::make_unique<connection>(connection{ends.get()});
+  };
+  std::atomic<int> asking = 0;
+  std::atomic<int> started = 0;
+};
+
+TEST_F(keyed_build, whoever_wants_the_same_key_gets_the_one_that_is_being_built) {
+  auto all = ask_together(4);
+  result.set_value(7);
+  const auto first = all[0].get();
+  EXPECT_EQ(first->number, 7);
+  for (std::size_t i = 1; i < all.size(); ++i) {
+    EXPECT_EQ(all[i].get(), first);
+  }
+  EXPECT_EQ(started, 1);
+  EXPECT_EQ(container.get_instance<connection>(key), first);
+}
+
+TEST_F(keyed_build, a_failure_reaches_everyone_and_the_next_one_builds_anew) {
+  auto all = ask_together(3);
+  result.set_exception(std::make_exception_ptr(std::runtime_error("refused")));
+  for (auto& each : all) {
+    // Who came too late to wait has built himself, with the same outcome.
+    EXPECT_THROW(each.get(), std::runtime_error);
+  }
+  EXPECT_FALSE(container.has_instance<connection>(key));
+  const auto next = container.get_or_build<connection>(
+      key, [] { return std::make_shared<connection>(connection{2}); });
+  EXPECT_EQ(next->number, 2);
+}
+
+TEST_F(keyed_build, nobody_waits_without_need_or_longer_than_he_wants) {
+  auto builder = ask_together(1);
+  container.add_factory<int>([] { return std::make_unique<int>(5); });
+  EXPECT_EQ(*container.get_or_create<int>(), 5);
+  EXPECT_FALSE(container.has_instance<connection>(key));
+  const std::string other = "other key";
+  const auto built =
+      container.get_or_build<connection>(other, [] { return std::make_unique<connection>(); });
+  EXPECT_EQ(container.get_instance<connection>(other), built);
+  EXPECT_THROW(ask(std::chrono::milliseconds(5)).get(), failures::build_wait_expired);
+  result.set_value(1);
+  EXPECT_EQ(builder[0].get()->number, 1);
+}
+
+TEST_F(keyed_build, a_build_that_needs_itself_is_refused) {
+  const auto needs_itself = [&] {
+    (void)container.get_or_build<connection>(key, build);
+    return std::make_unique<connection>();
+  };
+  EXPECT_THROW((void)container.get_or_build<connection>(key, needs_itself),
+               failures::service_container_error);
+  EXPECT_THROW(
+      (void)container.get_or_build<connection>(key, [] { return std::unique_ptr<connection>(); }),
+      failures::instance_not_available_key);
+}
+
+TEST(keyed_instances, expired_entries_go_at_the_next_access) {
+  instance_store::instance_map_wrapper<connection, int> map;
+  const auto make = [] { return std::make_unique<connection>(); };
+  (void)map.get_or_build(1, make);
+  const auto kept = map.get_or_build(2, make);
+  EXPECT_EQ(map.size(), 1U);
+  EXPECT_FALSE(map.contains(1));
+  EXPECT_TRUE(map.contains(2));
+}
+
+// Meant for ThreadSanitizer: builds, failures and expiry of few keys on several threads.
+TEST(keyed_instances, survive_many_threads) {
+  service_container container;
+  std::atomic<int> served = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+      threads.emplace_back([&container, &served, thread] {
+        for (int i = 0; i < 400; ++i) {
+          const auto instance = container.get_or_build<connection>(
+              (i + thread) % 3, [&] { return std::make_unique<connection>(connection{i}); });
+          served += instance->number >= 0 ? 1 : 0;
+          (void)container.has_instance<connection>(i % 3);
+        }
+      });
+    }
+  }
+  EXPECT_EQ(served, 1600);
 }
 
 }  // namespace
