@@ -1,5 +1,6 @@
 #include "kavuhelper/sensors/sensor_base.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -23,7 +24,7 @@ int run_once(recording_host& host, bool logging, const scripted_sensor::step& sc
   return code;
 }
 
-TEST(sensor_base, a_good_scan_logs_its_banners_and_sends_its_own_result) {
+TEST(sensor_base, a_good_scan_logs_its_steps_and_sends_its_own_result) {
   recording_host host;
   EXPECT_EQ(run_once(host, true,
                      [](scripted_sensor& sensor) {
@@ -38,14 +39,10 @@ TEST(sensor_base, a_good_scan_logs_its_banners_and_sends_its_own_result) {
   for (const auto& record : host.inbox.log_records()) {
     EXPECT_EQ(record.sensor_id(), 1);
     EXPECT_EQ(record.severity(), 7);
-    lines += record.text() + "\n";
+    lines += record.text();
   }
-  EXPECT_EQ(lines, std::string("#################### Initializing ####################\n"
-                               "libKavuHelper version is: ") +
-                       lib::utils::library_version() +
-                       "\n#################### Enter sensor scan ####################\nworking\n"
-                       "#################### Exit sensor scan  ####################\n"
-                       "#################### Cleaning Up  ####################\n");
+  EXPECT_THAT(lines, testing::MatchesRegex(".* Initializing .* version is: [0-9.]+#.* Enter sensor "
+                                           "scan .*#working#.* Exit .* Cleaning Up .*"));
   const auto results = host.inbox.scan_results(1);
   ASSERT_EQ(results.size(), 1U);
   EXPECT_EQ(results[0].response_code(), kavu::wire::RESPONSE_CODE_OK);

@@ -163,7 +163,7 @@ struct decimal_comma : std::numpunct<char> {
   std::string do_grouping() const override { return "\3"; }
 };
 
-// The locale of C, which not every machine has, is set by a test of the whole module.
+// In C++'s locale; KAVU_TEST_LOCALE gives all tests that of C as well.
 TEST(jsonpath_parser_test, reads_and_writes_numbers_as_ever_in_a_country_with_a_decimal_comma) {
   const auto before = std::locale::global(std::locale(std::locale::classic(), new decimal_comma));
   const jsonpath_parser parser(

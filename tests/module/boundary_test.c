@@ -256,38 +256,6 @@ static void unreadable_buffers(void) {
   expect_unreadable(message(scan_result, "statistics_sensor"));
 }
 
-static uint32_t random_number(void) {
-  static uint32_t state = 2463534242u; /* xorshift: the same bytes in every run */
-  state ^= state << 13;
-  state ^= state >> 17;
-  return state ^= state << 5;
-}
-
-static void random_buffers(void) {
-  const char* names[] = {"statistics_sensor", "mqtt_connect_check", "mqtt_notification"};
-  for (int round = 0; round < 5000; ++round) {
-    struct bytes bytes = message(sensor_data + random_number() % 3, names[random_number() % 3]);
-    if (round % 2 == 0) {
-      bytes.size = random_number() % sizeof bytes.data;
-      for (uint32_t i = 0; i < bytes.size; ++i) {
-        bytes.data[i] = (uint8_t)random_number();
-      }
-    }
-    for (uint32_t i = random_number() % 4; i > 0 && bytes.size > 0; --i) {
-      bytes.data[random_number() % bytes.size] ^= (uint8_t)(1u << random_number() % 8);
-    }
-    const int32_t id = (int32_t)random_number();
-    const int32_t created = create(id, bytes), checked = check(id, bytes);
-    const int32_t notified = meta(id, random_number() % 3, bytes);
-    EXPECT(created == KAVU_FAILED || created == KAVU_UNKNOWN_KIND, 1);
-    EXPECT(checked == KAVU_FAILED || checked == KAVU_UNKNOWN_KIND, 1);
-    EXPECT(notified == KAVU_FAILED || notified == KAVU_UNKNOWN_KIND ||
-               notified == KAVU_UNKNOWN_META_SCAN || notified == KAVU_OK,
-           1);
-    EXPECT(module.ExecuteSensorScan(id), KAVU_UNKNOWN_ID);
-  }
-}
-
 int main(int argc, char** argv) {
   if (argc != 2) {
     return 2;
@@ -299,7 +267,6 @@ int main(int argc, char** argv) {
     information();
     ids_and_kinds();
     unreadable_buffers();
-    random_buffers();
     EXPECT(module.CleanupModule(), KAVU_OK);
     memset(received, 0, sizeof received);
   }

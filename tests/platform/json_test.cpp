@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "kavuhelper/failure_text.hpp"
-#include "kavuhelper/messaging/module_information_message.hpp"
 #include "kavuhelper/utils/exceptions.hpp"
 #include "platform/json_member.hpp"
 #include "platform/json_writer.hpp"
@@ -13,7 +12,6 @@ namespace kavu_test {
 namespace {
 
 namespace failures = brunvik::monitoring_modules::libkavuhelper::utils::exceptions;
-using brunvik::monitoring_modules::libkavuhelper::messaging::module_information_message;
 using brunvik::monitoring_modules::platform::json_writer;
 using brunvik::monitoring_modules::platform::without_member;
 using namespace std::string_literals;
@@ -64,20 +62,6 @@ TEST(json_writer, writes_valid_json_whatever_the_bytes) {
   json.value(std::numeric_limits<std::int64_t>::min());
   json.end_array();
   EXPECT_EQ(json.take(), "[1.5,null,-9223372036854775808]");
-}
-
-TEST(module_information, has_its_texts_on_request_only) {
-  const std::string definition = R"({"Revision":1,"Text":{"English":{}},"Last":true})";
-  const auto sent = [&](bool include_texts) {
-    const auto bytes = module_information_message(definition, include_texts).serialize();
-    kavu::wire::Envelope envelope;
-    EXPECT_TRUE(envelope.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())));
-    EXPECT_EQ(envelope.api_level(), 6U);
-    return envelope.module_information().definition();
-  };
-  EXPECT_EQ(sent(true), definition);
-  EXPECT_EQ(sent(false), R"({"Revision":1,"Last":true})");
-  EXPECT_THROW(module_information_message("[]", false), failures::create_protobuf_from_json_failed);
 }
 
 TEST(wire_codec, a_message_beyond_the_limit_is_a_failure_with_both_sizes) {

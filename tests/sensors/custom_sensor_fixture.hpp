@@ -31,15 +31,14 @@ class plant {
   void create(std::int32_t id, const host_settings& settings) {
     ASSERT_EQ(host.create_sensor(id, settings), KAVU_OK) << id;
   }
-  void deliver(std::string_view payload, bool retain = false) {
-    out_.publish("plant/boiler", payload, 1, retain);
+  void deliver(std::string_view payload) {
+    out_.publish("plant/boiler", payload);
     deliver_marker();
   }
   void deliver_many(const std::vector<outgoing_message>& messages) {
     out_.publish_many(messages);
     deliver_marker();
   }
-  void clear_retained() { out_.clear_retained("plant/boiler"); }
 
   std::string scan(std::int32_t id = 1) { return told(host.scan_result(id)); }
   std::string scan_after(std::string_view payload) {

@@ -27,12 +27,10 @@ class custom_sensor_kept_data : public custom_sensor_test {
     return plant_.settings().custom("retain_last_message", "retain");
   }
   /// Of the duration channel; -1 without a value.
-  std::int64_t scanned_seconds(std::int32_t id = 1) {
-    return integer_value(plant_.host.scan_result(id), 0).value_or(-1);
+  std::int64_t scanned_seconds() {
+    return integer_value(plant_.host.scan_result(1), 0).value_or(-1);
   }
-  std::map<std::string, std::string> kept(std::int32_t id = 1) {
-    return plant_.host.inbox().persistent_data(id);
-  }
+  std::map<std::string, std::string> kept() { return plant_.host.inbox().persistent_data(1); }
 };
 
 /// At least so many seconds, and not many more.
@@ -60,22 +58,6 @@ TEST_F(custom_sensor_kept_data, the_time_outlives_the_sensor_even_when_it_was_no
   ASSERT_EQ(kept().count(time_key), 1U);
   plant_.create(1, plant_.host.with_kept_data(1, with_duration()));
   EXPECT_THAT(scanned_seconds(), is_about(0));
-}
-
-TEST_F(custom_sensor_kept_data, a_replayed_message_does_not_make_a_known_time_younger) {
-  plant_.deliver(R"({"t": 5})", true);
-  const auto known = seconds_since_new_year_2020();
-  plant_.create(1, with_duration().persistent(time_key, new_year_2020));
-  plant_.create(2, with_duration());
-  plant_.deliver_many({});
-  const auto replayed = plant_.host.scan_result(1);
-  EXPECT_EQ(integer_value(replayed, 1), 5);
-  EXPECT_THAT(integer_value(replayed, 0).value_or(-1), is_about(known));
-  EXPECT_THAT(scanned_seconds(2), is_about(0));  // better than nothing, where nothing was known
-
-  plant_.deliver(R"({"t": 6})");
-  EXPECT_THAT(scanned_seconds(1), is_about(0));
-  plant_.clear_retained();
 }
 
 TEST_F(custom_sensor_kept_data, the_time_is_sent_once_per_scan_and_before_its_result) {
