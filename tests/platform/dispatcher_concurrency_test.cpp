@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <future>
 #include <latch>
 #include <random>
@@ -27,11 +26,8 @@ TEST(dispatcher_concurrency, different_sensors_scan_side_by_side) {
 TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
   recording_host host;
   std::latch inside(1), go_on(1);
-  std::atomic<bool> first = true;
   scripted_sensor::offer(host, "slow", [&](scripted_sensor&) {
-    if (first.exchange(false)) {
-      inside.count_down();
-    }
+    inside.count_down();
     go_on.wait();
   });
   scripted_sensor::offer(host, "quick", [](scripted_sensor&) {});
@@ -41,11 +37,6 @@ TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
       std::async(std::launch::async, [&] { return host.dispatcher.execute_sensor_scan(1); });
   inside.wait();
   EXPECT_EQ(host.dispatcher.destroy_sensor_instance(2), 0);
-  std::vector<std::future<int>> later;  // scans that find the sensor, or do not
-  for (int i = 0; i < 4; ++i) {
-    later.push_back(
-        std::async(std::launch::async, [&] { return host.dispatcher.execute_sensor_scan(1); }));
-  }
 
   // One of the two waits for the scan; for the other the sensor is unknown already.
   const auto remove = [&] { return host.dispatcher.destroy_sensor_instance(1); };
@@ -60,9 +51,6 @@ TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
   EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 5);
   go_on.count_down();
   EXPECT_EQ(scan.get(), 0);
-  for (auto& each : later) {
-    EXPECT_EQ(each.get() % 6, 0);
-  }
   EXPECT_EQ(removals[0].get() + removals[1].get(), 0 + 6);
   EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 0);
 }
@@ -99,6 +87,7 @@ TEST(dispatcher_concurrency, scans_never_overlap_while_sensors_come_and_go) {
     int& own = inside[sensor.id()];
     EXPECT_EQ(++own, 1);
     sensor.send(sensor.make_result());
+    std::this_thread::yield();  // to those who wait for this sensor, its end among them
     --own;
   });
   std::vector<std::jthread> threads;
