@@ -2,7 +2,8 @@
 
 `check_exports.py DIRECTORY` looks at libMQTT.so and libKavuHelper.so in DIRECTORY. The module shows
 exactly the functions that include/kavu/module_api.h declares; the platform library shows nothing
-outside the project's own namespaces, no wire messages, and nothing of a library below it.
+outside the project's own namespaces, no wire messages, nothing of a library below it, and no static
+variable without its guard.
 """
 
 import pathlib
@@ -15,6 +16,8 @@ OWN_NAMESPACE = "brunvik::monitoring_modules::"
 # What a compiler adds to a class: "vtable for x::y", "non-virtual thunk to x::y::z()".
 ADDED = re.compile(r"^(vtable|typeinfo|typeinfo name|VTT|guard variable|"
                    r"(non-virtual|virtual|covariant return) thunk) (for|to) ")
+
+STATIC_VARIABLE = re.compile(r"\)(\[abi:\w+\])?( const)?::\w+$")
 
 
 def declared():
@@ -46,6 +49,12 @@ def violations(directory):
         yield "libKavuHelper.so: shows nothing at all"
     yield from (f"libKavuHelper.so: {name} should not be visible"
                 for name in sorted(filter(foreign, platform)))
+    # A static variable of an inline function: without its guard, each library that has the function
+    # too makes and destroys the one that all of them share.
+    yield from (f"libKavuHelper.so: {name} is visible without its guard"
+                for name in sorted(platform)
+                if STATIC_VARIABLE.search(name) and not ADDED.match(name)
+                and f"guard variable for {name}" not in platform)
 
 
 def main():
