@@ -3,6 +3,7 @@
 #include <chrono>
 #include <map>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "envelope.pb.h"
@@ -18,18 +19,23 @@ struct sensor {
   std::int64_t scans = 0;
 };
 
-struct test_module {
-  std::uint64_t context;
-  kavu_host_callback callback;
-  std::map<std::int32_t, sensor> sensors;
-};
+std::uint64_t host_context = 0;
+kavu_host_callback host_callback = nullptr;
+std::map<std::int32_t, sensor> sensors;
 
-test_module* module_slot = nullptr;
+Envelope read(const std::uint8_t* data, std::uint32_t size) {
+  Envelope message;
+  message.ParseFromArray(data, static_cast<int>(size));
+  return message;
+}
+
+void send(std::string_view bytes) {
+  host_callback(host_context, reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                static_cast<std::uint32_t>(bytes.size()));
+}
 
 void send(const Envelope& message) {
-  const std::string bytes = message.SerializeAsString();
-  module_slot->callback(module_slot->context, reinterpret_cast<const std::uint8_t*>(bytes.data()),
-                        static_cast<std::uint32_t>(bytes.size()));
+  send(message.SerializeAsString());
 }
 
 void log(int severity, const std::string& text) {
@@ -114,16 +120,14 @@ int32_t GetApiLevel(void) {
 }
 
 int32_t InitializeModule(uint64_t context, kavu_host_callback callback) {
-  module_slot = new test_module{context, callback, {}};
+  host_context = context;
+  host_callback = callback;
   return KAVU_OK;
 }
 
 int32_t CleanupModule(void) {
-  if (module_slot != nullptr) {
-    log(7, "cleaned up");
-  }
-  delete module_slot;
-  module_slot = nullptr;
+  log(7, "cleaned up");
+  sensors.clear();
   return KAVU_OK;
 }
 
@@ -142,11 +146,7 @@ int32_t GetModuleInformationSync(uint8_t* buffer, uint32_t* size, uint32_t /*fla
 }
 
 int32_t CreateSensorInstance(int32_t id, const uint8_t* data, uint32_t size) {
-  Envelope message;
-  if (!message.ParseFromArray(data, static_cast<int>(size)) || !message.has_sensor_data()) {
-    return KAVU_FAILED;
-  }
-  const auto& request = message.sensor_data();
+  const auto request = read(data, size).sensor_data();
   if (request.kind() != "tank_sensor") {
     return KAVU_UNKNOWN_KIND;
   }
@@ -154,13 +154,13 @@ int32_t CreateSensorInstance(int32_t id, const uint8_t* data, uint32_t size) {
   log(7, "password " + find(request.secure_settings(), "access.user_credentials.password") + "\n2");
   const std::int32_t code = behaviour == "late" ? create_at_second_attempt(id, request) : KAVU_OK;
   if (code == KAVU_OK) {
-    module_slot->sensors[id] = {behaviour, 0};
+    sensors[id] = {behaviour, 0};
   }
   return code;
 }
 
 int32_t ExecuteSensorScan(int32_t id) {
-  sensor& scanned = module_slot->sensors.at(id);
+  sensor& scanned = sensors.at(id);
   ++scanned.scans;
   if (scanned.behaviour == "blocks") {
     block();
@@ -169,12 +169,11 @@ int32_t ExecuteSensorScan(int32_t id) {
     return KAVU_OK;
   }
   if (scanned.behaviour == "garbage") {
-    const std::uint8_t garbage[] = {0xff, 0xff, 0xff};
-    module_slot->callback(module_slot->context, garbage, sizeof garbage);
-    module_slot->callback(module_slot->context, nullptr, 0);
+    send(std::string_view("\xff\xff\xff"));
+    send(std::string_view());
   }
   if (scanned.behaviour == "vanishes" && scanned.scans == 2) {
-    module_slot->sensors.erase(id);
+    sensors.erase(id);
     return KAVU_UNKNOWN_ID;
   }
   Envelope message = make_result(id, scanned.scans);
@@ -187,13 +186,11 @@ int32_t ExecuteSensorScan(int32_t id) {
 
 int32_t DestroySensorInstance(int32_t id) {
   log(7, "destroyed " + std::to_string(id));
-  return module_slot->sensors.erase(id) == 1 ? KAVU_OK : KAVU_UNKNOWN_ID;
+  return sensors.erase(id) == 1 ? KAVU_OK : KAVU_UNKNOWN_ID;
 }
 
 int32_t ExecuteMetaScan(int32_t id, uint32_t /*value*/, const uint8_t* data, uint32_t size) {
-  Envelope request;
-  request.ParseFromArray(data, static_cast<int>(size));
-  const auto& notification = request.notification_request();
+  const auto notification = read(data, size).notification_request();
   if (notification.service() != "test_notification") {
     return KAVU_UNKNOWN_KIND;
   }
@@ -211,17 +208,14 @@ int32_t ExecuteMetaScan(int32_t id, uint32_t /*value*/, const uint8_t* data, uin
 }
 
 int32_t ExecuteCheck(int32_t id, const uint8_t* data, uint32_t size) {
-  Envelope request;
-  request.ParseFromArray(data, static_cast<int>(size));
-  const std::string host = find(request.check_data().settings(), "host");
+  const std::string host = find(read(data, size).check_data().settings(), "host");
   if (host == "blocks") {
     block();
   }
   if (host == "refused") {
     log(5, "not worth telling");
-    for (const int severity : {0, 4}) {
-      log(severity, "The tank \x1b[31mrefused");
-    }
+    log(0, "The tank \x1b[31mrefused");
+    log(4, "The tank \x1b[31mrefused");
   }
   Envelope message;
   message.mutable_check_result()->set_check_id(id);
