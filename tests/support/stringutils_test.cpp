@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <limits>
+#include <list>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -136,7 +137,7 @@ TEST(random_string_generator_test, a_synchronized_one_serves_one_thread_at_a_tim
     std::atomic<int> inside = 0;
   };
   synchronized_random_string_generator generator(std::make_unique<sensitive>());
-  std::vector<std::jthread> threads;
+  std::list<std::jthread> threads;
   for (int number = 0; number < 4; ++number) {
     threads.emplace_back([&generator] {
       for (int round = 0; round < 500; ++round) {
