@@ -45,6 +45,7 @@ std::vector<std::jthread> keep_scanning(const std::vector<watched_sensor*>& sens
         sensor);
   }
   std::vector<std::jthread> threads;
+  threads.reserve(shares.size());
   for (auto& share : shares) {
     threads.emplace_back(scan_in_turn, std::move(share));
   }
