@@ -25,6 +25,13 @@ bool may_be_closed_by_broker(std::string_view text) {
 
 }  // namespace
 
+// A broker that has taken the newer version once is merely coming or going when it closes.
+void paho_connection::doubt_version(int code, std::string_view text) noexcept {
+  version_in_doubt_ = version_ == protocol::mqtt_3_1_1 &&
+                      (code == unacceptable_protocol_version ||
+                       (!newer_version_works_ && may_be_closed_by_broker(text)));
+}
+
 /// Marks an event as running for as long as it lives, and says whether it may.
 class paho_connection::callbacks::running_event {
  public:
@@ -44,7 +51,10 @@ void paho_connection::callbacks::connect_success(void* context, MQTTAsync_succes
   if (!event.is_wanted()) {
     return;
   }
-  event.connection.set_connected(true);
+  event.connection.connected_ = true;
+  if (event.connection.version_ == protocol::mqtt_3_1_1) {
+    event.connection.newer_version_works_ = true;
+  }
   const char* uri = data == nullptr ? nullptr : data->alt.connect.serverURI;
   event.connection.events_.on_connect_success(uri == nullptr ? "" : uri,
                                               data == nullptr ? 0 : data->alt.connect.MQTTVersion);
@@ -59,12 +69,10 @@ void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failur
   const char* text = data == nullptr ? nullptr : data->message;
   event.connection.ended_ = std::chrono::steady_clock::now();
   event.connection.refused_ = code > 0;
-  event.connection.version_in_doubt_ = event.connection.version_ == protocol::mqtt_3_1_1 &&
-                                       (code == unacceptable_protocol_version ||
-                                        may_be_closed_by_broker(text == nullptr ? "" : text));
+  event.connection.doubt_version(code, text == nullptr ? "" : text);
   // A certificate that does not verify is told by the TLS library alone, or by nobody.
   const std::string tls_error = event.connection.take_tls_error();
-  event.connection.unexplained_ = tls_error.empty();
+  event.connection.unexplained_ = tls_error.empty() && code <= 0;
   const bool wordless = text == nullptr || *text == '\0';
   event.connection.events_.on_connect_failure(
       make_exception_from_code(code, wordless && !tls_error.empty() ? tls_error.c_str() : text));
@@ -78,7 +86,7 @@ void paho_connection::callbacks::connection_lost(void* context, char* cause) {
 void paho_connection::callbacks::connected(void* context, char* cause) {
   const running_event event(context);
   if (event.is_wanted()) {
-    event.connection.set_connected(true);
+    event.connection.connected_ = true;
     event.connection.events_.on_connected(cause == nullptr ? "" : cause);
   }
 }

@@ -1,8 +1,6 @@
 #include "mqtt/paho_connection.hpp"
 
 #include <chrono>
-#include <condition_variable>
-#include <cstring>
 #include <thread>
 #include <utility>
 
@@ -193,7 +191,9 @@ void paho_connection::break_off() noexcept {
 }
 
 void paho_connection::lose(const std::string& cause) noexcept {
-  connected_ = false;
+  if (!connected_.exchange(false)) {
+    return;  // somebody else has told
+  }
   ended_ = std::chrono::steady_clock::now();
   if (!closing_) {
     events_.on_connection_lost(cause);
@@ -249,10 +249,6 @@ paho_connection::operation_ptr paho_connection::publish(const std::string& topic
     message.retained = retain ? 1 : 0;
     return MQTTAsync_sendMessage(handle_, topic.c_str(), &message, options);
   });
-}
-
-void paho_connection::set_connected(bool connected) noexcept {
-  connected_ = connected;
 }
 
 void paho_connection::end_operations(void (pending_operation::*end)() noexcept) noexcept {

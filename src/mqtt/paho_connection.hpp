@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "mqtt/client_log.hpp"
 #include "mqtt/library_waker.hpp"
@@ -79,7 +80,7 @@ class paho_connection {
   void wake_sender() noexcept { waker_->wake_sender(); }
 
   /// Logs why the broker's certificate was not trusted, when the last attempt has failed without
-  /// anybody saying so. Gives up at the deadline, and when told so.
+  /// the broker or the TLS library saying why. Gives up at the deadline, and when told so.
   void explain_failure(std::chrono::steady_clock::time_point deadline,
                        const std::function<bool()>& given_up);
 
@@ -104,15 +105,13 @@ class paho_connection {
   /// Ends all requests under way, and those to come at once. For the end of the client.
   void give_up_operations() noexcept;
 
-  [[nodiscard]] std::string server_uri() const { return server_uri_; }
-
  private:
   struct callbacks;
   friend struct callbacks;
 
   template <class Request>
   operation_ptr start(Request&& request);
-  void set_connected(bool connected) noexcept;
+  void doubt_version(int code, std::string_view text) noexcept;
   void end_operations(void (pending_operation::*end)() noexcept) noexcept;
   int start_connecting(const std::string& address, protocol version);
   void lose(const std::string& cause) noexcept;
@@ -139,7 +138,8 @@ class paho_connection {
   std::atomic<std::chrono::steady_clock::time_point> ended_{
       {}};                                     // the connection or attempt before
   std::atomic<bool> version_in_doubt_{false};  // since the last attempt
-  std::atomic<bool> closing_{false};           // no event any more
+  std::atomic<bool> newer_version_works_{false};
+  std::atomic<bool> closing_{false};  // no event any more
   std::atomic<int> callbacks_running_{0};
 
   std::mutex operations_mutex_;  // guards all below

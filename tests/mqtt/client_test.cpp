@@ -185,6 +185,13 @@ TEST_F(misbehaving_broker_test, the_older_protocol_is_tried_only_where_it_may_he
   const auto is_back = [&] { return broker_.count(step::connack_sent) == 2; };
   EXPECT_TRUE(broker_.wait_for(is_back));
   EXPECT_EQ(broker_.packets(step::connect_received).back().packet.protocol_level, 4);
+  // Who has taken the newer one is merely coming back.
+  const auto closed =
+      broker_.add({.at = step::connect_received, .action = fault::close{}, .times = 1});
+  broker_.drop();
+  EXPECT_TRUE(broker_.wait_for([&] { return broker_.count(step::connack_sent) == 3; }));
+  EXPECT_EQ(broker_.applied(closed), 1U);
+  EXPECT_EQ(broker_.packets(step::connect_received).back().packet.protocol_level, 4);
 
   broker_.add({.at = step::connect_received, .action = fault::refuse{.code = 1}, .times = 1});
   broker_.add({.at = step::connect_received, .action = fault::refuse{.code = 5}, .times = 1});
