@@ -115,8 +115,10 @@ class mqtt_client_paho final : public mqtt_client_interface,
   std::atomic<clock::rep> attempt_began_{0};
   std::size_t next_address_ = 0;      // of the host's, for the loop's thread
   std::atomic<bool> arrived_{false};  // a message, since the loop's thread last looked
+  // For the loop's thread: since when nothing has arrived, and how long a broker that has been
+  // asked whether it is there may take to answer.
   clock::time_point quiet_since_ = clock::now();
-  std::chrono::seconds patience_{30};  // with a broker that has been asked whether it is there
+  std::chrono::seconds patience_{30};
 
   // Null when the client does not reconnect. It outlives the connection, whose events it takes, and
   // is stopped before the connection goes, which it drives.

@@ -80,7 +80,8 @@ void mqtt_client_paho::try_both_versions(const std::string& address, clock::time
   try {
     make_first_attempt(address, protocol::mqtt_3_1_1, deadline);
   } catch (const exceptions::mqtt_failure&) {
-    if (!connection_.is_version_in_doubt() || !succeeds_in_older_version(address, deadline)) {
+    if (!connection_.is_version_in_doubt() || clock::now() >= deadline ||
+        !succeeds_in_older_version(address, deadline)) {
       throw;
     }
   }
@@ -234,18 +235,23 @@ void mqtt_client_paho::make_further_attempt(const std::string& address, protocol
   }
 }
 
-void mqtt_client_paho::verify_connection() {
+void mqtt_client_paho::verify_connection() try {
   if (!is_connected()) {
     return;
   }
   if (!connection_.library_says_connected()) {
-    if (is_connected()) {  // and nobody has told meanwhile
-      connection_.report_loss();
-    }
+    connection_.report_loss();
   } else if (!is_answering()) {
     log_->log(severity::warning, "The broker does not answer any more.");
     connection_.break_off();
+  } else {
+    release_abandoned();
+    if (subscriptions_.has_pending()) {
+      loop_->look_after();  // one is not held back any more
+    }
   }
+} catch (const exceptions::mqttasync_disconnected&) {
+  // The library tells of the loss itself.
 }
 
 // A network that is gone and a broker that is stopped end no connection. The keep-alive interval

@@ -126,11 +126,8 @@ void reconnect_loop::reconnect() noexcept {
     if (renew()) {
       return;
     }
-    verify();
     // A filter that the broker refuses is asked for again, but not all the time.
-    const bool lost =
-        wait_until(clock::now() + delay_after(renewals++), [&] { return losses_ != before; });
-    if (lost) {
+    if (is_lost_before(clock::now() + delay_after(renewals++), before)) {
       attempts = 0;
       renewals = 0;
     }
@@ -157,6 +154,17 @@ bool reconnect_loop::connect(std::size_t attempt) noexcept {
     next_attempt_ = std::min(next_attempt_, clock::now() + delay_after(0));
   }
   return stands_;
+}
+
+// Waits. The connection is looked at all the while.
+bool reconnect_loop::is_lost_before(clock::time_point deadline, std::uint64_t losses) noexcept {
+  bool lost = false;
+  do {
+    verify();
+    lost = wait_until(std::min(deadline, clock::now() + verify_interval),
+                      [&] { return losses_ != losses; });
+  } while (!lost && clock::now() < deadline && !is_stopping());
+  return lost;
 }
 
 bool reconnect_loop::renew() noexcept {

@@ -20,7 +20,9 @@ class reconnectable {
   virtual void attempt_to_connect() = 0;
   /// Has the broker subscribe to every filter again, and tells whether all of them are. As above.
   virtual bool renew_subscriptions() = 0;
-  /// Looks whether the connection still stands, and reports a loss that nobody has reported.
+  /// Looks whether the connection still stands, asks a quiet broker whether it is there, and
+  /// reports a loss that nobody has reported. Waits for the broker's answer, at most five minutes,
+  /// and not once the client ends.
   virtual void verify_connection() = 0;
 };
 
@@ -47,10 +49,13 @@ class reconnect_loop {
   /// Somebody has noticed that something is missing: runs the loop. [any-thread]
   void look_after() noexcept;
   /// An attempt was made by somebody else, now: the loop's own keep their distance from it.
+  /// [any-thread]
   void note_attempt() noexcept;
 
   /// Ends the loop as soon as what it calls returns, and waits for that. Then no more calls come.
+  /// [any-thread] but the loop's own.
   void stop() noexcept;
+  /// [any-thread], and so is the next.
   [[nodiscard]] bool is_stopping() const noexcept;
   [[nodiscard]] bool is_in_progress() const noexcept;
 
@@ -61,6 +66,7 @@ class reconnect_loop {
   void reconnect() noexcept;
   bool connect(std::size_t attempt) noexcept;
   bool renew() noexcept;
+  bool is_lost_before(clock::time_point deadline, std::uint64_t losses) noexcept;
   void verify() noexcept;
   std::uint64_t losses() const noexcept;
 
