@@ -6,8 +6,11 @@
 #include <openssl/pem.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <system_error>
 
 #include "mqtt/exceptions.hpp"
 #include "mqtt/openssl_errors.hpp"
@@ -37,10 +40,13 @@ const char* last_reason() {
 
 void require_readable_key(const std::string& file, const std::string& pass_phrase) {
   const openssl_error_guard guard;
+  errno = 0;
   const std::unique_ptr<BIO, openssl_deleter> content(BIO_new_file(file.c_str(), "r"));
   if (content == nullptr) {
-    throw exceptions::client_failure(std::string("The client key could not be read: ") +
-                                     last_reason());
+    const int error = errno;  // OpenSSL has a word of its own for some of them only
+    throw exceptions::client_failure(
+        "The client key could not be read: " +
+        (error == 0 ? std::string(last_reason()) : std::generic_category().message(error)));
   }
   void* context = const_cast<std::string*>(&pass_phrase);  // only read
   const std::unique_ptr<EVP_PKEY, openssl_deleter> key(

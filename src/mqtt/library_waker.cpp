@@ -116,6 +116,12 @@ struct library_waker::library_callbacks {
     return 1;
   }
 
+  static void connection_lost(void* context, char* /*cause*/) {
+    auto& waker = *static_cast<library_waker*>(context);
+    const std::lock_guard lock(waker.mutex_);
+    waker.broken_ = true;
+  }
+
   static void left(void* context) {
     auto& waker = *static_cast<library_waker*>(context);
     {
@@ -179,7 +185,8 @@ bool library_waker::start_connecting(std::uint16_t port) {
     handle_ = nullptr;
     return false;
   }
-  MQTTAsync_setCallbacks(handle_, this, nullptr, library_callbacks::message_arrived, nullptr);
+  MQTTAsync_setCallbacks(handle_, this, library_callbacks::connection_lost,
+                         library_callbacks::message_arrived, nullptr);
   MQTTAsync_connectOptions options = MQTTAsync_connectOptions_initializer;
   options.keepAliveInterval = 0;
   options.MQTTVersion = MQTTVERSION_3_1_1;
@@ -208,7 +215,7 @@ bool library_waker::accept_own(int listener) {
 
 bool library_waker::works() const noexcept {
   const std::lock_guard lock(mutex_);
-  return peer_ >= 0;
+  return peer_ >= 0 && !broken_;
 }
 
 void library_waker::wake() noexcept {

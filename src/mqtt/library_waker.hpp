@@ -24,8 +24,8 @@ namespace brunvik::monitoring_modules::mqtt {
 /// but not from within the library's callbacks.
 class library_waker {
  public:
-  /// The one of this process, or a new one if that does not work. Never null. May take a second
-  /// when it is made.
+  /// The one of this process, or a new one if that does not work. Never null. Takes a second and a
+  /// half at most when one is made.
   static std::shared_ptr<library_waker> shared();
 
   library_waker();
@@ -61,6 +61,7 @@ class library_waker {
   mutable std::mutex mutex_;  // guards all below
   std::condition_variable changed_;
   bool connected_ = false;
+  bool broken_ = false;  // the connection has ended
   std::uint64_t sent_ = 0;
   std::uint64_t seen_ = 0;
   int to_be_sent_ = 0;  // by the sending thread

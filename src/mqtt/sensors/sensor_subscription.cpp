@@ -4,7 +4,6 @@
 
 #include "liblog/severity.hpp"
 #include "mqtt/client_store.hpp"
-#include "mqtt/exceptions.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
 
@@ -63,9 +62,6 @@ sensor_subscription::~sensor_subscription() {
 
 bool sensor_subscription::require_flowing() {
   const auto before = std::exchange(connection_, std::nullopt);
-  if (!client_->is_connected()) {
-    throw exceptions::connection_lost();
-  }
   connection_ = client_->require_subscribed(subscription_->topic());
   return before == connection_;
 }

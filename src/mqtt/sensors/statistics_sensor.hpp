@@ -15,7 +15,8 @@ namespace brunvik::monitoring_modules::mqtt {
 ///
 /// It subscribes once, when it is created, through a client that it shares with every sensor of
 /// equal settings. A scan while the connection is down, or the filter not subscribed, fails and
-/// leaves the counts for the next one.
+/// leaves the counts for the next one; the first good one after a loss is a warning, since messages
+/// may be missing from it.
 class statistics_sensor final
     : public libkavuhelper::sensors::sensor_base<settings::statistics_sensor> {
  public:
