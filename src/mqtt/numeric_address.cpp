@@ -21,7 +21,8 @@ std::string without_brackets(const std::string& host) {
 }
 
 void put_ipv4_first(std::vector<std::string>& addresses) {
-  std::ranges::stable_partition(addresses, [](const auto& address) { return !is_ipv6(address); });
+  std::stable_partition(addresses.begin(), addresses.end(),
+                        [](const auto& address) { return !is_ipv6(address); });
 }
 
 }  // namespace brunvik::monitoring_modules::mqtt
