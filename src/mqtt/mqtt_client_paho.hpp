@@ -83,7 +83,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void log_failure(int severity, const char* what, const std::exception_ptr& failure) noexcept;
   void look_after_connection() noexcept;
 
-  void subscribe_at_broker(const std::string& filter);
+  void subscribe_at_broker(const std::string& filter, subscription_registry::addition added);
   void release_at_broker(const std::string& filter);
   void release_abandoned() noexcept;
   void renew_batch(const std::vector<std::string>& filters);

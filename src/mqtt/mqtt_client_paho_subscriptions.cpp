@@ -33,15 +33,15 @@ void mqtt_client_paho::subscribe(std::shared_ptr<topic_subscription_interface> s
   require_transportable_filter(filter);
   // The entry comes first: a retained message can arrive before the broker's answer, and a
   // connection that comes up meanwhile finds what it has to renew.
-  const bool added = subscriptions_.add(subscription);
+  const auto added = subscriptions_.add(subscription);
   try {
     if (is_connected()) {
-      subscribe_at_broker(filter);
+      subscribe_at_broker(filter, added);
     } else {
       look_after_connection();
     }
   } catch (...) {
-    if (added) {
+    if (added != subscription_registry::addition::none) {
       subscriptions_.remove(subscription);
       subscriptions_.abandon(filter);
       release_abandoned();
@@ -51,11 +51,18 @@ void mqtt_client_paho::subscribe(std::shared_ptr<topic_subscription_interface> s
   log_->log(severity::info, "Registered subscription to '" + filter + "'");
 }
 
-void mqtt_client_paho::subscribe_at_broker(const std::string& filter) {
+void mqtt_client_paho::subscribe_at_broker(const std::string& filter,
+                                           subscription_registry::addition added) {
   const auto deadline = clock::now() + connect_timeout_;
   const broker_turn::holder turn(turn_, deadline);
   if (!turn.is_held()) {
     throw exceptions::timeout("The broker does not answer.");
+  }
+  // A renewal that came first has asked for it already, and a second request would bring the
+  // retained messages once more. Another sensor of a known filter needs just those.
+  if (added == subscription_registry::addition::of_new_filter &&
+      subscriptions_.is_granted(filter)) {
+    return;
   }
   const auto connection = subscriptions_.current_connection();
   await_subscription(connection_.subscribe(filter), filter, connection, deadline);

@@ -27,17 +27,19 @@ void append_expired(std::vector<std::string>& into, const std::string& filter,
 
 }  // namespace
 
-bool subscription_registry::add(const subscription_ptr& subscription) {
+subscription_registry::addition subscription_registry::add(const subscription_ptr& subscription) {
   const std::string filter = subscription->topic();
   const std::lock_guard lock(mutex_);
+  const bool known = filters_.contains(filter);
   auto& subscriptions = filters_[filter].subscriptions;
   const bool present = std::any_of(subscriptions.begin(), subscriptions.end(),
                                    [&](const auto& entry) { return entry.lock() == subscription; });
-  if (!present) {
-    subscriptions.push_back(subscription);
-    routes_.reset();
+  if (present) {
+    return addition::none;
   }
-  return !present;
+  subscriptions.push_back(subscription);
+  routes_.reset();
+  return known ? addition::to_known_filter : addition::of_new_filter;
 }
 
 bool subscription_registry::remove(const subscription_ptr& subscription) {
@@ -162,6 +164,12 @@ std::vector<std::string> subscription_registry::take_abandoned() {
 bool subscription_registry::has_entries(const std::string& filter) const {
   const std::lock_guard lock(mutex_);
   return filters_.contains(filter);
+}
+
+bool subscription_registry::is_granted(const std::string& filter) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = filters_.find(filter);
+  return found != filters_.end() && found->second.granted;
 }
 
 std::size_t subscription_registry::filter_count() const {

@@ -32,8 +32,9 @@ class subscription_registry {
 
   explicit subscription_registry(std::shared_ptr<client_log> log) : log_(std::move(log)) {}
 
-  /// Adds an entry, unless this very subscription has one. Tells whether it was added.
-  bool add(const subscription_ptr& subscription);
+  enum class addition { none, to_known_filter, of_new_filter };
+  /// Adds an entry, unless this very subscription has one.
+  addition add(const subscription_ptr& subscription);
 
   /// Removes the subscription's entry. Tells whether there was one.
   bool remove(const subscription_ptr& subscription);
@@ -45,6 +46,8 @@ class subscription_registry {
 
   [[nodiscard]] bool has_entries(const std::string& filter) const;
   [[nodiscard]] std::size_t filter_count() const;
+  /// By the broker, on the present connection.
+  [[nodiscard]] bool is_granted(const std::string& filter) const;
 
   /// Filters of live subscriptions that the broker has not granted on the present connection, those
   /// left out that are held back, in groups to be asked for at once and in this order.
