@@ -16,7 +16,7 @@ namespace severity = liblog::severity;
 namespace {
 
 /// How long the end of a subscription may wait for the broker, and for its turn to ask it.
-constexpr auto release_limit = 1s;
+constexpr auto release_limit = 500ms;
 /// A refusal in the answer to a subscription (MQTT 3.1.1, section 3.9.3). Some brokers give the
 /// reason in the words of MQTT 5, which are above it.
 constexpr int refused = 0x80;

@@ -112,7 +112,10 @@ void paho_connection::disconnect() noexcept try {
   check_return_code(*log_,
                     with_library_lock([&] { return MQTTAsync_disconnect(handle_, &options); }), "",
                     "in MQTTAsync_disconnect");
-  told->wait_for(disconnect_limit);
+  if (told->wait_for(disconnect_limit / 5) == pending_operation::state::running) {
+    wake_sender();
+    told->wait_for(disconnect_limit * 4 / 5);
+  }
 } catch (const std::exception& failure) {
   log_->log(severity::error, failure.what());
 }
