@@ -136,10 +136,10 @@ class paho_connection {
   std::atomic<protocol> version_{protocol::mqtt_3_1_1};  // of the last attempt
   std::atomic<bool> refused_{false};
   std::atomic<std::chrono::steady_clock::time_point> ended_{
-      {}};                                     // the connection or attempt before
-  std::atomic<bool> version_in_doubt_{false};  // since the last attempt
-  std::atomic<bool> newer_version_works_{false};
-  std::atomic<bool> closing_{false};  // no event any more
+      {}};                                        // the connection or attempt before
+  std::atomic<bool> version_in_doubt_{false};     // since the last attempt
+  std::atomic<bool> newer_version_works_{false};  // it has connected us once
+  std::atomic<bool> closing_{false};              // no event any more
   std::atomic<int> callbacks_running_{0};
 
   std::mutex operations_mutex_;  // guards all below

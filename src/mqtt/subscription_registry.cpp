@@ -30,16 +30,16 @@ void append_expired(std::vector<std::string>& into, const std::string& filter,
 subscription_registry::addition subscription_registry::add(const subscription_ptr& subscription) {
   const std::string filter = subscription->topic();
   const std::lock_guard lock(mutex_);
-  const bool known = filters_.contains(filter);
-  auto& subscriptions = filters_[filter].subscriptions;
+  const auto [entry, is_new] = filters_.try_emplace(filter);
+  auto& subscriptions = entry->second.subscriptions;
   const bool present = std::any_of(subscriptions.begin(), subscriptions.end(),
-                                   [&](const auto& entry) { return entry.lock() == subscription; });
+                                   [&](const auto& each) { return each.lock() == subscription; });
   if (present) {
     return addition::none;
   }
   subscriptions.push_back(subscription);
   routes_.reset();
-  return known ? addition::to_known_filter : addition::of_new_filter;
+  return is_new ? addition::of_new_filter : addition::to_known_filter;
 }
 
 bool subscription_registry::remove(const subscription_ptr& subscription) {
