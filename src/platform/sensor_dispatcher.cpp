@@ -1,7 +1,6 @@
 #include "kavuhelper/module/sensor_dispatcher.hpp"
 
 #include <exception>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -16,19 +15,6 @@ namespace brunvik::monitoring_modules::libkavuhelper::module {
 namespace {
 
 using content_type = settings::sensor_data_wrapper::content_type;
-
-/// An id that is given back unless its sensor has been added.
-class reservation {
- public:
-  reservation(sensor_stock& stock, std::int32_t id) : stock_(stock), id_(id) { stock.reserve(id); }
-  reservation(const reservation&) = delete;
-  reservation& operator=(const reservation&) = delete;
-  ~reservation() { stock_.cancel(id_); }
-
- private:
-  sensor_stock& stock_;
-  std::int32_t id_;
-};
 
 /// Hands the exception that is being handled to `tell` as a standard one.
 template <class Tell>
@@ -105,10 +91,8 @@ int sensor_dispatcher::create_sensor_instance(std::int32_t id,
   if (creation == sensors_.end()) {
     return dispatcher_unknown_kind;
   }
-  std::optional<reservation> reserved;
-  try {
-    reserved.emplace(stock_, id);
-  } catch (const utils::exceptions::sensor_already_registered&) {
+  const auto reserved = stock_.reserve(id);
+  if (!reserved) {
     return dispatcher_id_in_use;
   }
   sensors::creation_context context;
@@ -127,10 +111,8 @@ int sensor_dispatcher::create_sensor_instance(std::int32_t id,
 }
 
 int sensor_dispatcher::execute_sensor_scan(std::int32_t id) {
-  std::optional<sensor_stock::exclusive_use> use;
-  try {
-    use.emplace(stock_.acquire(id));
-  } catch (const utils::exceptions::sensor_not_in_sensor_stock&) {
+  const auto use = stock_.acquire(id);
+  if (!use) {
     return dispatcher_unknown_id;
   }
   use->sensor().scan();

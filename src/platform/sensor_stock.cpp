@@ -65,17 +65,32 @@ sensor_stock::~sensor_stock() {
   destroy_all(sensors);
 }
 
-void sensor_stock::reserve(std::int32_t id) {
-  const std::lock_guard lock(mutex_);
-  if (!entries_.try_emplace(id, std::make_shared<entry>()).second) {
-    throw sensor_already_registered(id);
+sensor_stock::reservation::reservation(sensor_stock& stock, std::int32_t id,
+                                       std::shared_ptr<entry> reserved)
+    : stock_(&stock), id_(id), entry_(std::move(reserved)) {}
+
+sensor_stock::reservation::~reservation() {
+  if (entry_ != nullptr) {
+    stock_->cancel(id_, entry_);
   }
 }
 
-void sensor_stock::cancel(std::int32_t id) noexcept {
+std::optional<sensor_stock::reservation> sensor_stock::reserve(std::int32_t id) {
+  auto reserved = std::make_shared<entry>();
+  const std::lock_guard lock(mutex_);
+  if (!entries_.try_emplace(id, reserved).second) {
+    return std::nullopt;
+  }
+  return reservation(*this, id, std::move(reserved));
+}
+
+// The id may be somebody else's by now: its sensor has been added, destroyed, and the id reserved
+// once more.
+void sensor_stock::cancel(std::int32_t id, const std::shared_ptr<entry>& reserved) noexcept {
   const std::lock_guard lock(mutex_);
   const auto found = entries_.find(id);
-  if (found != entries_.end() && found->second->current == entry::phase::reserved) {
+  if (found != entries_.end() && found->second == reserved &&
+      reserved->current == entry::phase::reserved) {
     entries_.erase(found);
   }
 }
@@ -92,15 +107,18 @@ void sensor_stock::add_sensor(std::int32_t id, const std::shared_ptr<sensor_inte
   slot->current = entry::phase::ready;
 }
 
-sensor_stock::exclusive_use sensor_stock::acquire(std::int32_t id) {
+std::optional<sensor_stock::exclusive_use> sensor_stock::acquire(std::int32_t id) {
   std::shared_ptr<entry> found;
   {
     const std::lock_guard lock(mutex_);
     found = find_ready(id);
   }
+  if (found == nullptr) {
+    return std::nullopt;
+  }
   exclusive_use use(std::move(found));
-  if (!use.entry_->sensor) {
-    throw sensor_not_in_sensor_stock(id);
+  if (use.entry_->sensor == nullptr) {
+    return std::nullopt;
   }
   return use;
 }
@@ -110,6 +128,9 @@ void sensor_stock::remove_sensor(std::int32_t id) {
   {
     const std::lock_guard lock(mutex_);
     leaving = find_ready(id);
+    if (leaving == nullptr) {
+      throw sensor_not_in_sensor_stock(id);
+    }
     leaving->current = entry::phase::leaving;
   }
   {
@@ -128,10 +149,8 @@ std::size_t sensor_stock::size() const {
 
 std::shared_ptr<sensor_stock::entry> sensor_stock::find_ready(std::int32_t id) const {
   const auto found = entries_.find(id);
-  if (found == entries_.end() || found->second->current != entry::phase::ready) {
-    throw sensor_not_in_sensor_stock(id);
-  }
-  return found->second;
+  const bool ready = found != entries_.end() && found->second->current == entry::phase::ready;
+  return ready ? found->second : nullptr;
 }
 
 }  // namespace brunvik::monitoring_modules::libkavuhelper::module

@@ -57,7 +57,7 @@ TEST(dispatcher_concurrency, destroying_waits_for_the_sensors_own_scan_only) {
 
 TEST(dispatcher_concurrency, a_sensor_that_is_being_built_holds_its_id_and_nobody_up) {
   recording_host host;
-  std::latch inside(1), go_on(1);
+  std::latch inside(1), go_on(1), added(1), go_home(1);
   scripted_sensor::offer(
       host, "slow to build", [](scripted_sensor&) {},
       [&](scripted_sensor&) {
@@ -65,10 +65,27 @@ TEST(dispatcher_concurrency, a_sensor_that_is_being_built_holds_its_id_and_nobod
         go_on.wait();
       });
   scripted_sensor::offer(host, "quick", [](scripted_sensor&) {});
-  auto creation = std::async(std::launch::async, [&] {
-    return host.dispatcher.create_sensor_instance(1, wrap(sensor_named("slow to build")));
-  });
+  host.dispatcher.register_sensor(
+      "lingers", [&](const auto& context, lib::module::sensor_stock& stock, const auto& data) {
+        stock.add_sensor(context.id,
+                         std::make_shared<scripted_sensor>(context, data, nullptr, nullptr));
+        added.count_down();
+        go_home.wait();
+      });
+  const auto create = [&](const char* kind) {
+    return std::async(std::launch::async, [&host, kind] {
+      return host.dispatcher.create_sensor_instance(1, wrap(sensor_named(kind)));
+    });
+  };
+  // A creation whose sensor has gone before it returns has no say in who has the id then.
+  auto earlier = create("lingers");
+  added.wait();
+  EXPECT_EQ(host.dispatcher.destroy_sensor_instance(1), 0);
+  auto creation = create("slow to build");
   inside.wait();
+  go_home.count_down();
+  EXPECT_EQ(earlier.get(), 0);
+
   EXPECT_EQ(host.dispatcher.create_sensor_instance(1, wrap(sensor_named("quick"))), 5);
   EXPECT_EQ(host.dispatcher.destroy_sensor_instance(1), 6);
   EXPECT_EQ(host.dispatcher.execute_sensor_scan(1), 6);

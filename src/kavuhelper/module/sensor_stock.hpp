@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 
 #include "kavuhelper/sensors/sensor_interface.hpp"
@@ -33,24 +34,41 @@ class sensor_stock {
     std::unique_lock<std::mutex> lock_;
   };
 
+  /// An id that is taken for a sensor that is going to be built. Gives the id back when it goes,
+  /// unless the sensor has been added: then the id is the sensor's, and whoever reserves it after
+  /// the sensor's end has a reservation of their own. The stock must outlive it.
+  class reservation {
+   public:
+    ~reservation();
+    reservation(reservation&&) = default;
+    reservation(const reservation&) = delete;
+    reservation& operator=(const reservation&) = delete;
+    reservation& operator=(reservation&&) = delete;
+
+   private:
+    friend class sensor_stock;
+    reservation(sensor_stock& stock, std::int32_t id, std::shared_ptr<entry> reserved);
+
+    sensor_stock* stock_;
+    std::int32_t id_;
+    std::shared_ptr<entry> entry_;  // null once moved from
+  };
+
   sensor_stock();
   /// Destroys all sensors. Nobody may be using one.
   ~sensor_stock();
   sensor_stock(const sensor_stock&) = delete;
   sensor_stock& operator=(const sensor_stock&) = delete;
 
-  /// Takes an id for a sensor that is going to be built. Throws `sensor_already_registered` when
-  /// it is taken.
-  void reserve(std::int32_t id);
-  /// Gives a reserved id back for which no sensor has been added.
-  void cancel(std::int32_t id) noexcept;
+  /// Takes an id for a sensor that is going to be built. Empty when it is taken.
+  [[nodiscard]] std::optional<reservation> reserve(std::int32_t id);
   /// Puts a sensor under its id, which needs no reservation. Throws `sensor_already_registered`
   /// when the id has a sensor.
   void add_sensor(std::int32_t id, const std::shared_ptr<sensors::sensor_interface>& sensor);
 
-  /// Waits until nobody else uses the sensor. Throws `sensor_not_in_sensor_stock` when there is
-  /// none, or when it is destroyed meanwhile.
-  [[nodiscard]] exclusive_use acquire(std::int32_t id);
+  /// Waits until nobody else uses the sensor. Empty when there is none, it is only being built, or
+  /// it is destroyed meanwhile.
+  [[nodiscard]] std::optional<exclusive_use> acquire(std::int32_t id);
 
   /// Waits until nobody uses the sensor, and lets it go. Throws `sensor_not_in_sensor_stock` when
   /// there is none, it is only being built, or it is being destroyed already.
@@ -60,7 +78,8 @@ class sensor_stock {
   [[nodiscard]] std::size_t size() const;
 
  private:
-  [[nodiscard]] std::shared_ptr<entry> find_ready(std::int32_t id) const;  // under mutex_
+  void cancel(std::int32_t id, const std::shared_ptr<entry>& reserved) noexcept;
+  [[nodiscard]] std::shared_ptr<entry> find_ready(std::int32_t id) const;  // or null; under mutex_
 
   mutable std::mutex mutex_;
   std::unordered_map<std::int32_t, std::shared_ptr<entry>> entries_;  // guarded by mutex_
