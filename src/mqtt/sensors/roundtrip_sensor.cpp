@@ -94,7 +94,7 @@ void roundtrip_sensor::run(responses::sensor_scan_result& result, state& reached
   reached = state::message_not_sent;
   std::this_thread::sleep_for(settling_time);
   subscriber->expect_arrival();
-  const auto published = roundtrip_reply::clock::now();
+  const auto published = reply->begin();
   publisher->publish(topic, payload, quality_of_service::at_least_once, false);
 
   reached = state::message_not_received;
@@ -105,15 +105,15 @@ void roundtrip_sensor::run(responses::sensor_scan_result& result, state& reached
     result.set_response_code(responses::scan_response_codes::wrong_answer);
     throw exceptions::timeout("");
   }
-  result.set_value(
-      round_trip_time,
-      std::chrono::duration_cast<std::chrono::milliseconds>(arrival->time - published).count());
 
   reached = state::roundtrip_complete;
   if (arrival->payload != payload) {
     result.set_response_code(responses::scan_response_codes::wrong_answer);
-    throw exceptions::payload_corrupted();
+    throw exceptions::payload_corrupted();  // whatever it is, its time is not our message's
   }
+  result.set_value(
+      round_trip_time,
+      std::chrono::duration_cast<std::chrono::milliseconds>(arrival->time - published).count());
 }
 
 void roundtrip_sensor::register_channels() {
