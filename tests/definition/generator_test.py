@@ -84,19 +84,22 @@ class TextsTest(unittest.TestCase):
                     any(p.startswith(f"Dutch: {key}: ") and told in p for p in found), found
                 )
 
-    def test_faults_of_the_english_texts_are_told(self):
-        for key, text, told in [
-            ("a.switch.option.on", ABSENT, "missing"),
-            ("a.switch.option.of", "Of", "surplus"),
-            ("error.id", "100% wrong", "lone %"),
+    def test_faults_of_one_language_by_itself_are_told(self):
+        for language, key, text, told in [
+            ("English", "a.switch.option.on", ABSENT, "missing"),
+            ("English", "a.switch.option.of", "Of", "surplus"),
+            ("English", "error.id", "100% wrong", "lone %"),
+            ("French", "error.id", "Refus\u00e9 : %%sensorid", "no-break space"),
+            ("Japanese", "error.id", "\u62d2\u5426 [i]%%sensorid[/i]", "full-width"),
+            ("SimplifiedChinese", "error.id", "\u901a\u9053 [i]\u65f6\u95f4[/i]", "full-width"),
         ]:
-            with self.subTest(key=key):
-                source = texts.Texts("English", {**ENGLISH, key: text})
+            with self.subTest(language=language, key=key, text=text):
+                source = texts.Texts(language, {**ENGLISH, key: text})
                 if text is ABSENT:
                     del source.entries[key]
                 texts.check_source(source, SmallStructure())
                 self.assertEqual(1, len(source.problems), source.problems)
-                self.assertIn(f"English: {key}: ", source.problems[0])
+                self.assertIn(f"{language}: {key}: ", source.problems[0])
                 self.assertIn(told, source.problems[0])
 
 

@@ -14,6 +14,13 @@ PLACEHOLDER = re.compile(r"%[0-9]+:s|%%sensorid|%%|%|\{n\}")
 TAG = re.compile(r"\[(/?)(b|i|br)\]")
 REFERENCE = re.compile(r"\[(b|i)\](.*?)\[/\1\]")
 SPELLED_ALIKE_BELOW = 25
+WIDE = "\u3001-\u30ff\u4e00-\u9fff\uff01-\uff60"
+# Blanks that readers of a language stumble over; docs/glossary has its rules.
+WRONG_BLANKS = {
+    "French": (r" [:;»]|« ", "a plain blank where a no-break space belongs"),
+    "Japanese": (rf" [{WIDE}]|[{WIDE}] ", "a blank beside a full-width character"),
+    "SimplifiedChinese": (rf"[{WIDE}] [{WIDE}]", "a blank between full-width characters"),
+}
 
 
 @dataclass
@@ -111,6 +118,10 @@ def _check_text(texts: Texts, key: str, text: str) -> None:
         texts.problem(key, "not in composed Unicode characters (NFC)")
     if "%" in PLACEHOLDER.findall(text):
         texts.problem(key, "a lone %: a percent sign is written %%")
+    if texts.language in WRONG_BLANKS:
+        pattern, what = WRONG_BLANKS[texts.language]
+        if re.search(pattern, TAG.sub("", text)):
+            texts.problem(key, what)
     open_tags: list[str] = []
     for closing, tag in TAG.findall(text):
         if tag == "br":
