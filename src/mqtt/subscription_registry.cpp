@@ -74,8 +74,17 @@ bool subscription_registry::remove(const subscription_ptr& subscription) {
   return removed;
 }
 
-std::shared_ptr<const subscription_registry::routes> subscription_registry::current_routes() {
+std::shared_ptr<const subscription_registry::routes> subscription_registry::admit(
+    received_message& message) {
+  const live_topics::fingerprint fingerprint(message);
   const std::lock_guard lock(mutex_);
+  message.number = ++messages_;
+  message.connection = connection_;
+  live_topics_.admit(message, fingerprint);
+  return current_routes();
+}
+
+std::shared_ptr<const subscription_registry::routes> subscription_registry::current_routes() {
   if (routes_ == nullptr) {
     auto fresh = std::make_shared<routes>();
     for (const auto& [filter, state] : filters_) {
@@ -93,7 +102,7 @@ void subscription_registry::dispatch(const std::shared_ptr<received_message>& me
     log_lazily(*log_, severity::debug,
                [&] { return "Message received on topic: " + message->topic; });
     std::vector<std::string> expired;
-    const auto targets = current_routes();
+    const auto targets = admit(*message);
     for (const auto& target : *targets) {
       serve(target, message, expired);
     }
@@ -118,6 +127,8 @@ void subscription_registry::serve(const route& target,
     expired.push_back(target.filter);
   } else if (subscription->matches(message->topic)) {
     subscription->on_message(message);
+  } else {
+    subscription->on_mismatch(message->topic);
   }
 } catch (const std::exception& failure) {
   log_->log(severity::warning, std::string("Exception in on_message_arrived: ") + failure.what());

@@ -13,6 +13,7 @@
 #include "libi18n/i18n_msg.hpp"
 #include "mqtt/client_log.hpp"
 #include "mqtt/filter_suspicion.hpp"
+#include "mqtt/live_topics.hpp"
 #include "mqtt/topic_subscription_interface.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -39,7 +40,8 @@ class subscription_registry {
   /// Removes the subscription's entry. Tells whether there was one.
   bool remove(const subscription_ptr& subscription);
 
-  /// Hands the message to every live subscription that matches, and forgets those that are gone.
+  /// Completes the message: its number, its connection, and for a retained one what came before it.
+  /// Then hands it to every live subscription that matches, and forgets those that are gone.
   /// A subscription that throws is logged and does not keep the message from the others.
   /// [client-thread]
   void dispatch(const std::shared_ptr<received_message>& message) noexcept;
@@ -94,7 +96,8 @@ class subscription_registry {
   };
   using routes = std::vector<route>;
 
-  std::shared_ptr<const routes> current_routes();
+  std::shared_ptr<const routes> admit(received_message& message);
+  std::shared_ptr<const routes> current_routes();  // under mutex_
   void serve(const route& target, const std::shared_ptr<received_message>& message,
              std::vector<std::string>& expired) noexcept;
   void forget_expired(const std::string& filter);
@@ -105,6 +108,8 @@ class subscription_registry {
   std::unordered_map<std::string, filter_state> filters_;
   std::shared_ptr<const routes> routes_;  // what dispatch walks; null when filters_ has changed
   std::unordered_set<std::string> abandoned_;
+  live_topics live_topics_;
+  std::uint64_t messages_ = 0;
   connection_number connection_ = 0;
   bool others_were_granted_ = false;  // some filters, on the connection that was lost last
 };

@@ -53,6 +53,26 @@ bool has_misplaced_single_level(std::string_view filter) {
   return false;
 }
 
+/// What the standard has a filter stand for.
+bool covers_by_standard(std::string_view filter, std::string_view topic) {
+  if (topic.starts_with('$') && (filter.starts_with('+') || filter.starts_with('#'))) {
+    return false;  // section 4.7.2: topics of the broker's own
+  }
+  std::size_t at = 0;
+  for (std::size_t i = 0; i < filter.size(); ++i) {
+    if (filter[i] == '+') {
+      at = std::min(topic.find('/', at), topic.size());
+    } else if (filter[i] == '#') {
+      return true;
+    } else if (at < topic.size() && topic[at] == filter[i]) {
+      ++at;
+    } else {
+      return at == topic.size() && filter.substr(i) == "/#";  // the parent level
+    }
+  }
+  return at == topic.size();
+}
+
 }  // namespace
 
 topic_filter::topic_filter(std::string filter) : filter_(std::move(filter)) {
@@ -80,6 +100,10 @@ bool topic_filter::matches(std::string_view topic) const noexcept {
     }
   }
   return at == topic.size();
+}
+
+bool topic_filter::leaves_out(std::string_view topic) const noexcept {
+  return covers_by_standard(filter_, topic) && !matches(topic);
 }
 
 std::string topic_filter::pattern() const {

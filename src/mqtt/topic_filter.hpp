@@ -25,6 +25,10 @@ class topic_filter {
   /// answer of `pattern()`, in time linear in the topic's length and without recursion.
   [[nodiscard]] bool matches(std::string_view topic) const noexcept;
 
+  /// Whether a broker delivers the topic for this filter (MQTT 3.1.1, sections 4.7.1 and 4.7.2) and
+  /// the narrower wildcards leave it out: `a:1` for "#", or `a` for `a/#`. In linear time as well.
+  [[nodiscard]] bool leaves_out(std::string_view topic) const noexcept;
+
   /// The filter as a regular expression of the ECMAScript grammar: what it means, in other words.
   /// Topics come from anybody, and the standard library's expressions overflow the stack on long
   /// ones, so this is for comparison and never meets a foreign text.

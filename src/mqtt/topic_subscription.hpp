@@ -17,17 +17,22 @@ namespace brunvik::monitoring_modules::mqtt {
 class topic_subscription : public topic_subscription_interface {
  public:
   using message_callback = std::function<void(std::shared_ptr<received_message>)>;
+  using topic_callback = std::function<void(const std::string& topic)>;
 
-  /// Throws `exceptions::invalid_topic` for a malformed filter.
-  topic_subscription(std::string filter, message_callback callback);
+  /// `left_out` hears of topics that the broker delivers for the filter and that its wildcards do
+  /// not cover (`topic_filter::leaves_out`). Throws `exceptions::invalid_topic` for a malformed
+  /// filter.
+  topic_subscription(std::string filter, message_callback callback, topic_callback left_out = {});
 
   std::string topic() override;
   bool matches(const std::string& topic) override;
   void on_message(std::shared_ptr<received_message> message) override;
+  void on_mismatch(const std::string& topic) override;
 
  private:
   topic_filter filter_;
   message_callback callback_;
+  topic_callback left_out_;
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt

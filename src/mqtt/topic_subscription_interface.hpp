@@ -22,6 +22,11 @@ class topic_subscription_interface {
   /// Takes one message. [client-thread]: must be quick, must not wait for the client or destroy
   /// it, and may run at the same time as anything else, the end of the sensor included.
   virtual void on_message(std::shared_ptr<received_message> message) = 0;
+
+  /// Hears of a topic that `matches` has denied: the broker delivered it for another filter of the
+  /// client, or for this one, whose wildcards the broker reads more widely. [client-thread], as
+  /// above.
+  virtual void on_mismatch(const std::string& /*topic*/) {}
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt

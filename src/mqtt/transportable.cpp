@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <string_view>
 
 #include "mqtt/exceptions.hpp"
 
@@ -56,7 +55,9 @@ bool may_close_connection(std::uint32_t code_point) {
   return control || non_character;
 }
 
-bool is_transportable_text(std::string_view text) {
+}  // namespace
+
+bool is_transportable_text(std::string_view text) noexcept {
   if (text.empty() || text.size() > longest_text) {
     return false;
   }
@@ -68,8 +69,6 @@ bool is_transportable_text(std::string_view text) {
   }
   return true;
 }
-
-}  // namespace
 
 void require_transportable_filter(const std::string& filter) {
   if (!is_transportable_text(filter)) {

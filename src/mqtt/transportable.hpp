@@ -1,10 +1,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 /// What an MQTT packet can carry, checked before the library is asked: a broker answers a
 /// malformed packet by closing the connection, which all sensors of one broker share.
 namespace brunvik::monitoring_modules::mqtt {
+
+/// Whether a text is 1 to 65,535 bytes of UTF-8 without NUL, control characters and non-characters.
+bool is_transportable_text(std::string_view text) noexcept;
 
 /// Throws `exceptions::invalid_topic` unless a subscription to `filter` can be sent: 1 to 65,535
 /// bytes of UTF-8 without NUL, control characters and non-characters (MQTT 3.1.1, sections 1.5.3

@@ -48,6 +48,13 @@ void register_runtime_log(const std::shared_ptr<service_container>& container) {
       [service = std::move(service)] { return std::make_unique<host_log>(service, std::nullopt); });
 }
 
+std::shared_ptr<liblog::log_interface> find_runtime_log(service_container& container) {
+  return container.has_factory<factory_function<liblog::log_interface>>() ||
+                 container.has_instance<liblog::log_interface>()
+             ? container.get_or_create<liblog::log_interface>()
+             : nullptr;
+}
+
 void register_sensor_log(const std::shared_ptr<service_container>& container) {
   auto service = resolve_service(container);
   container->add_factory<liblog::log_interface, std::int32_t>(

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kavuhelper/messaging/message_service_interface.hpp"
+#include "kavuhelper/module/log_registration.hpp"
 #include "kavuhelper/notifications/response.hpp"
 #include "kavuhelper/responses/check_result.hpp"
 #include "kavuhelper/responses/sensor_scan_result.hpp"
@@ -30,13 +31,6 @@ void tell_current_failure(const Tell& tell) {
 
 bool is_logging_wanted(const settings::sensor_data_wrapper& data) {
   return data.has_value("logging") && data.get_value("logging") == "enabled";
-}
-
-std::shared_ptr<liblog::log_interface> find_log(service_container& container) {
-  return container.has_factory<factory_function<liblog::log_interface>>() ||
-                 container.has_instance<liblog::log_interface>()
-             ? container.get_or_create<liblog::log_interface>()
-             : nullptr;
 }
 
 }  // namespace
@@ -163,7 +157,7 @@ int sensor_dispatcher::execute_meta_scan(std::int32_t id, unsigned int value,
     return dispatcher_unknown_kind;
   }
   try {
-    slot->second->deliver(request, container_, find_log(*container_));
+    slot->second->deliver(request, container_, find_runtime_log(*container_));
   } catch (...) {
     tell_current_failure(
         [&](const std::exception& failure) { send(notifications::response(id, failure)); });

@@ -83,6 +83,10 @@ void sensor_scan_result::set_value(std::int32_t channel, double value) {
   values_.insert_or_assign(channel, value);
 }
 
+void sensor_scan_result::remove_value(std::int32_t channel) noexcept {
+  values_.erase(channel);
+}
+
 void sensor_scan_result::set_error_code(int code) noexcept {
   error_code_ = code;
 }
@@ -112,6 +116,10 @@ std::int32_t sensor_scan_result::get_sensor_id() const noexcept {
 
 scan_response_codes sensor_scan_result::get_response_code() const noexcept {
   return response_code_;
+}
+
+const std::optional<libi18n::i18n_msg>& sensor_scan_result::get_response_message() const noexcept {
+  return message_;
 }
 
 std::vector<std::uint8_t> sensor_scan_result::serialize() const {

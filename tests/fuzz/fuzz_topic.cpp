@@ -54,16 +54,44 @@ bool covers(std::string_view filter, std::string_view topic) {
   return row.back() != 0;
 }
 
+// Level by level, as the standard says it.
+bool is_delivered(std::string_view filter, std::string_view topic) {
+  if (topic.starts_with('$') && (filter.starts_with('+') || filter.starts_with('#'))) {
+    return false;
+  }
+  for (bool more_topic = true;;) {
+    const bool more_filter = filter.find('/') != std::string_view::npos;
+    const auto level = kavu_test::take_until(filter, "/");
+    if (level == "#" || !more_topic) {
+      return level == "#";
+    }
+    more_topic = topic.find('/') != std::string_view::npos;
+    const auto name = kavu_test::take_until(topic, "/");
+    if (level != "+" && level != name) {
+      return false;
+    }
+    if (!more_filter) {
+      return !more_topic;
+    }
+  }
+}
+
 void check_matching(std::string_view filter, std::string_view topic) {
   bool matches = false;
-  const bool valid = kavu_test::succeeds<invalid_topic>(
-      [&] { matches = mqtt::topic_filter(std::string(filter)).matches(topic); });
+  bool leaves_out = false;
+  const bool valid = kavu_test::succeeds<invalid_topic>([&] {
+    const mqtt::topic_filter parsed{std::string(filter)};
+    matches = parsed.matches(topic);
+    leaves_out = parsed.leaves_out(topic);
+  });
   require(valid == wildcards_stand_for_levels(filter), "a filter's wildcards stand for levels");
   if (!valid) {
     return;
   }
   if (filter.size() * topic.size() < 100'000) {
     require(matches == covers(filter, topic), "a filter matches what it covers");
+    require(leaves_out == (is_delivered(filter, topic) && !matches),
+            "a filter leaves out what is delivered for it and not covered");
   }
 }
 

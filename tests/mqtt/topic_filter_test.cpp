@@ -29,15 +29,21 @@ TEST(topic_filter, matches_whole_topics) {
     const char* filter;
     const char* topic;
     bool matches;
+    bool leaves_out = false;
   } const cases[] = {
       {"sensor/+/temp", "sensor//temp", true},
-      {"sensor/+/temp", "sensor/a:1/temp", false},
+      {"sensor/+/temp", "sensor/a:1/temp", false, true},
       {"sensor/+/temp", "sensor/a/b/temp", false},
       {"sensor/+/temp", "xsensor/a/temp", false},
       {"a/#", "a/", true},
       {"a/#", "a/b/c", true},
-      {"a/#", "a", false},
+      {"a/#", "a", false, true},
       {"#", "", true},
+      {"#", "lamp (2)", false, true},
+      {"#", "$SYS/a", false},
+      {"+/a:b/#", "\xc3\x96l/a:b", false, true},
+      {"+/a:b/#", "\xc3\x96l/a:b/c:d/e", false, true},
+      {"+/a:b/#", "\xc3\x96l/a", false},
       {"#", "any/topic at_all.1", true},
       {"a.b", "axb", false},
       {"$SYS/*(x)[1]|{2}^?\\", "$SYS/*(x)[1]|{2}^?\\", true},
@@ -45,6 +51,8 @@ TEST(topic_filter, matches_whole_topics) {
   };
   for (const auto& each : cases) {
     EXPECT_EQ(topic_filter(each.filter).matches(each.topic), each.matches)
+        << each.filter << " against " << each.topic;
+    EXPECT_EQ(topic_filter(each.filter).leaves_out(each.topic), each.leaves_out)
         << each.filter << " against " << each.topic;
   }
 }

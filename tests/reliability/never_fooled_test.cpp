@@ -85,6 +85,64 @@ TEST_F(never_fooled, a_repeated_retained_message_never_makes_a_known_time_younge
   EXPECT_EQ(scan(3), (counts{1, 1, 1}));
 }
 
+TEST_F(never_fooled, a_repeated_retained_message_does_not_pass_for_a_newer_one) {
+  const std::string doubt =
+      "warning \"The broker has repeated a retained message; a newer one may have been missed.\"";
+  const auto repeating = [&](const char* topic) {
+    return custom(topic).custom("retain_last_message", "retain").set("logging", "enabled");
+  };
+  const auto expect = [&](std::int32_t id, const std::string& shown) {
+    EXPECT_EQ(told(host.scan_result(id)), shown) << id;
+    EXPECT_EQ(told(host.scan_result(id)), shown) << id << ", kept";
+  };
+  int connections = 1;
+  const auto come_back = [&] {
+    broker.start_listening();
+    const std::size_t renewals = static_cast<std::size_t>(++connections);
+    ASSERT_TRUE(broker.wait_for([&] { return broker.subscribe_count("witness") == renewals; }));
+    settle();
+  };
+  broker.publish("a/b", "1", 1, /*retain=*/true);
+  broker.publish("c", "5", 1, true);
+  create_witness();
+  ASSERT_EQ(host.create_sensor(1, repeating("a/b")), KAVU_OK);
+  ASSERT_EQ(host.create_sensor(3, repeating("c")), KAVU_OK);
+  settle();
+  expect(1, "ok 1=1");
+  expect(3, "ok 1=5");
+  outside.publish("a/b", "100");
+  ASSERT_EQ(host.create_sensor(2, repeating("a/b")), KAVU_OK);  // the broker repeats it for both
+  settle();
+  expect(1, "ok 1=100");
+  expect(2, doubt + " 1=1");
+  outside.publish("a/b", "101");
+  settle();
+  expect(2, "ok 1=101");
+
+  host.inbox().clear();
+  broker.stop_listening();
+  broker.drop("TRAVO_*");
+  broker.publish("c", "", 1, true);  // nobody is told, and nothing is there to be repeated
+  come_back();
+  for (const std::int32_t id : {1, 2}) {
+    expect(id, doubt + " 1=1");
+  }
+  expect(3, doubt + " 1=5");
+  EXPECT_EQ(host.inbox()
+                .messages([&](const auto& message) {
+                  return doubt.find(message.log_record().text()) != std::string::npos &&
+                         message.has_log_record() && message.log_record().severity() == 4;
+                })
+                .size(),
+            3U);
+  outside.publish("a/b", "102", 1, true);
+  settle();
+  expect(1, "ok 1=102");
+  broker.drop("TRAVO_*");
+  come_back();
+  expect(1, "ok 1=102");
+}
+
 // MQTT lets a broker send a message once for each of a client's filters, and says nothing in it
 // about which. All sensors of a connection then see every copy.
 TEST_F(never_fooled, a_message_counts_as_often_as_the_broker_sends_it) {

@@ -34,6 +34,9 @@ class module_at : public testing::Test {
   counts scan(std::int32_t id) {
     const auto result = host.scan_result(id);
     EXPECT_EQ(result.response_code(), kavu::wire::RESPONSE_CODE_OK) << result.message().text();
+    return counted(result);
+  }
+  static counts counted(const kavu::wire::ScanResult& result) {
     return {integer_value(result, 0).value_or(-1), integer_value(result, 1).value_or(-1),
             integer_value(result, 2).value_or(-1)};
   }

@@ -89,12 +89,24 @@ TEST_F(statistics_test, whatever_a_broker_delivers_is_counted_exactly_and_then_n
                         {"t", "neither is the parent level"},
                         {"tt/x", "nor what only begins alike"}});
   settle();
-  EXPECT_EQ(scan(1), (counts{6, 4 + 1 + 1 + 3 + 1'000'000, 5}));
+  const auto result = host.scan_result(1);
+  EXPECT_EQ(counted(result), (counts{6, 4 + 1 + 1 + 3 + 1'000'000, 5}));
+  EXPECT_EQ(result.response_code(), kavu::wire::RESPONSE_CODE_WARNING);
+  EXPECT_THAT(result.message().text(), HasSubstr("first on '" + odd + "'"));
+  EXPECT_TRUE(
+      host.inbox().logged("Sensor 1: messages on topics that the wildcards of 't/#' do not "
+                          "cover are ignored, first on '" +
+                          odd + "'."));
   EXPECT_EQ(scan(2), (counts{2, 2, 1}));
   EXPECT_EQ(scan(3), (counts{1, 5, 1}));
   for (const std::int32_t id : {1, 2, 3}) {
     EXPECT_EQ(scan(id), (counts{0, 0, 0}));
   }
+  host.inbox().clear();
+  outside.publish("t", "told with the result, logged once an hour");
+  settle();
+  EXPECT_THAT(host.scan_result(1).message().text(), HasSubstr("first on 't'"));
+  EXPECT_FALSE(host.inbox().logged("do not cover"));
 }
 
 TEST_F(statistics_test, counting_goes_on_when_there_is_a_broker_again) {

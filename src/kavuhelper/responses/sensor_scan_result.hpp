@@ -39,6 +39,8 @@ class sensor_scan_result : public messaging::kavu_message {
   /// channel takes values of the other type. A double must be finite (`message_exception`).
   void set_value(std::int32_t channel, long value);
   void set_value(std::int32_t channel, double value);
+  /// Takes a channel's value away; nothing when it has none.
+  void remove_value(std::int32_t channel) noexcept;
 
   void set_error_code(int code) noexcept;
   void set_response_code(scan_response_codes code) noexcept;
@@ -51,6 +53,8 @@ class sensor_scan_result : public messaging::kavu_message {
 
   [[nodiscard]] std::int32_t get_sensor_id() const noexcept;
   [[nodiscard]] scan_response_codes get_response_code() const noexcept;
+  /// Empty when there is none.
+  [[nodiscard]] const std::optional<libi18n::i18n_msg>& get_response_message() const noexcept;
 
   [[nodiscard]] std::vector<std::uint8_t> serialize() const override;
 

@@ -16,7 +16,6 @@ using settings::custom_channel;
 
 namespace {
 
-constexpr std::int32_t duration_channel = 0;
 constexpr double two_to_53 = 9'007'199'254'740'992.0;  // below it a double holds every integer
 constexpr double two_to_63 = 9'223'372'036'854'775'808.0;
 

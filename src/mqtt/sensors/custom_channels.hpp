@@ -11,6 +11,9 @@
 /// The channels that a user has chosen, from settings to values.
 namespace brunvik::monitoring_modules::mqtt {
 
+/// The channel of the time since the last message.
+inline constexpr std::int32_t duration_channel = 0;
+
 using log_function = std::function<void(const std::string&)>;
 
 /// Registers a channel for each that is switched on, with its number as its id, and channel 0 when

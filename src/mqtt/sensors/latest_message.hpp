@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -12,6 +14,10 @@
 namespace brunvik::monitoring_modules::mqtt {
 
 /// The message that a scan has not seen yet, and when the latest one came. [any-thread]
+///
+/// The broker repeats retained messages when a sensor subscribes, also for the sensors of the same
+/// client that are there already, and when the connection has come back. Such a message may be
+/// older than what has been seen since.
 class latest_message {
  public:
   using time_point = libtimeutils::time_point;
@@ -22,13 +28,19 @@ class latest_message {
     time_ = time;
   }
 
-  /// Replaces a message that nobody has seen. One that the broker only repeats, because it was
-  /// retained, says nothing about when it was published: it never makes a known time younger.
-  /// [client-thread]
+  /// Replaces a message that nobody has seen. A repeated one does not replace a live one of the
+  /// same connection, is ignored on a topic on which this sensor has had a live one on this
+  /// connection, and never makes a known time younger. [client-thread]
   void put(std::shared_ptr<received_message> message) {
     const auto now =
         std::chrono::time_point_cast<time_point::duration>(std::chrono::system_clock::now());
     const std::lock_guard lock(mutex_);
+    first_connection_ =
+        std::min(first_connection_.value_or(message->connection), message->connection);
+    first_number_ = first_number_.value_or(message->number);
+    if (message->retained && (is_outdated(*message) || has_live_of(message->connection))) {
+      return;
+    }
     if (!message->retained || !time_) {
       time_ = now;
     }
@@ -46,10 +58,42 @@ class latest_message {
     return time_;
   }
 
+  /// The sensor's messages flow on this connection of the client.
+  void note_connection(std::uint64_t connection) {
+    const std::lock_guard lock(mutex_);
+    first_connection_ = std::min(first_connection_.value_or(connection), connection);
+  }
+
+  /// Whether the broker has repeated a message, and it is not known to be the latest: the last live
+  /// one on its topic did not have the same payload.
+  [[nodiscard]] static bool is_repeated(const received_message& message) {
+    return message.retained && !(message.last_live && message.last_live->same_payload);
+  }
+
+  /// Whether something newer than such a message may have been published that this sensor has not
+  /// seen: the connection is not the sensor's first, or the client has had a live message on the
+  /// topic before this sensor was there.
+  [[nodiscard]] bool may_be_outdated(const received_message& message) const {
+    const std::lock_guard lock(mutex_);
+    return is_repeated(message) && (message.last_live || !message.is_history_complete ||
+                                    message.connection != first_connection_);
+  }
+
  private:
+  // Under mutex_, both.
+  [[nodiscard]] bool is_outdated(const received_message& message) const {
+    return message.last_live && message.last_live->connection == message.connection &&
+           message.last_live->number >= *first_number_;
+  }
+  [[nodiscard]] bool has_live_of(std::uint64_t connection) const {
+    return pending_ != nullptr && !pending_->retained && pending_->connection == connection;
+  }
+
   mutable std::mutex mutex_;  // guards all below
   std::shared_ptr<received_message> pending_;
   std::optional<time_point> time_;
+  std::optional<std::uint64_t> first_number_;      // of the messages that came here
+  std::optional<std::uint64_t> first_connection_;  // on which messages flowed
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt

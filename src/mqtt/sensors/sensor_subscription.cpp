@@ -22,12 +22,15 @@ void log_client(liblog::log_interface& log, mqtt_client_interface& client) {
 }  // namespace
 
 sensor_subscription::sensor_subscription(libkavuhelper::module::service_container& container,
-                                         const mqtt_client_settings& settings,
+                                         std::int32_t id, const mqtt_client_settings& settings,
                                          std::shared_ptr<liblog::log_interface> logger,
                                          const std::string& filter,
                                          topic_subscription::message_callback callback)
     : logger_(std::move(logger)),
-      subscription_(std::make_shared<topic_subscription>(filter, std::move(callback))) {
+      left_out_(container, id, logger_, filter),
+      subscription_(std::make_shared<topic_subscription>(
+          filter, std::move(callback),
+          [topics = left_out_.topics()](const std::string& topic) { topics->note(topic); })) {
   mqtt_client_settings with_logger = settings;
   with_logger.logger = logger_;
   client_ = get_or_create_client(container, with_logger);

@@ -10,6 +10,7 @@
 #include "liblog/log_interface.hpp"
 #include "mqtt/mqtt_client_interface.hpp"
 #include "mqtt/mqtt_client_settings.hpp"
+#include "mqtt/sensors/left_out_topics.hpp"
 #include "mqtt/topic_subscription.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -18,10 +19,10 @@ namespace brunvik::monitoring_modules::mqtt {
 class sensor_subscription {
  public:
   /// Gets the client from the container's store, attaches the sensor's log to it and subscribes.
-  /// `logger` is empty for a sensor that does not log. What `callback` may refer to is said in
-  /// topic_subscription.hpp. Throws what getting the client and subscribing throw, and leaves
-  /// nothing behind then. [host-thread]
-  sensor_subscription(libkavuhelper::module::service_container& container,
+  /// `logger` is empty for a sensor that does not log; `id` is the sensor's. What `callback` may
+  /// refer to is said in topic_subscription.hpp. Throws what getting the client and subscribing
+  /// throw, and leaves nothing behind then. [host-thread]
+  sensor_subscription(libkavuhelper::module::service_container& container, std::int32_t id,
                       const mqtt_client_settings& settings,
                       std::shared_ptr<liblog::log_interface> logger, const std::string& filter,
                       topic_subscription::message_callback callback);
@@ -38,9 +39,18 @@ class sensor_subscription {
   /// then. Does not wait. [host-thread], one at a time
   bool require_flowing();
 
+  /// The client's connection on which messages were flowing at the last call of `require_flowing`;
+  /// empty when they were not.
+  [[nodiscard]] std::optional<std::uint64_t> connection() const noexcept { return connection_; }
+
+  /// What to tell of messages that the filter has left out since the last call; empty when there
+  /// were none. [host-thread], one at a time
+  std::string take_left_out_warning() { return left_out_.take_warning(); }
+
  private:
   std::shared_ptr<mqtt_client_interface> client_;
   std::shared_ptr<liblog::log_interface> logger_;
+  left_out_report left_out_;
   std::shared_ptr<topic_subscription> subscription_;
   std::optional<std::uint64_t> connection_;  // on which they flowed at the last call
 };

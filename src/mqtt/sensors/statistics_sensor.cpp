@@ -3,11 +3,11 @@
 #include "mqtt/sensors/client_settings.hpp"
 #include "mqtt/sensors/messages.hpp"
 #include "mqtt/sensors/received_line.hpp"
+#include "mqtt/sensors/warnings.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
 
 namespace channels = libkavuhelper::channels;
-namespace responses = libkavuhelper::responses;
 
 namespace {
 
@@ -41,8 +41,8 @@ statistics_sensor::statistics_sensor(const libkavuhelper::sensors::creation_cont
 }
 
 void statistics_sensor::subscribe() {
-  subscription_.emplace(*container(), make_client_settings(settings(), shared_client_id), logger(),
-                        settings().topic,
+  subscription_.emplace(*container(), id(), make_client_settings(settings(), shared_client_id),
+                        logger(), settings().topic,
                         [counters = counters_, log = logger()](const auto& message) {
                           log_received(log.get(), *message);
                           counters->count(*message);
@@ -74,11 +74,11 @@ void statistics_sensor::work() {
         [&] { return "Number of active topics: " + std::to_string(*counted.active_topics); });
     result.set_value(active_topics, static_cast<long>(*counted.active_topics));
   }
-  if (!complete || !counted.active_topics) {
-    result.set_response_code(responses::scan_response_codes::warning);
-    result.set_response_message(
-        libi18n::i18n_msg::verbatim(complete ? too_many_topics : interrupted));
-  }
+  warnings doubts;
+  doubts.add(complete ? "" : interrupted);
+  doubts.add(counted.active_topics ? "" : too_many_topics);
+  doubts.add(subscription_->take_left_out_warning());
+  doubts.apply_to(result);
   send(result);
 }
 

@@ -4,10 +4,12 @@
 #include <chrono>
 
 #include "libjsonparser/exceptions.hpp"
+#include "liblog/severity.hpp"
 #include "mqtt/exceptions.hpp"
 #include "mqtt/sensors/client_settings.hpp"
 #include "mqtt/sensors/custom_channels.hpp"
 #include "mqtt/sensors/received_line.hpp"
+#include "mqtt/sensors/warnings.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
 
@@ -17,18 +19,20 @@ using settings::last_message;
 
 namespace {
 
-constexpr std::int32_t duration_channel = 0;
-constexpr const char* time_key = "time_of_last_message";
-constexpr const char* result_key = "last_sensor_result";
+constexpr const char* repeated_message =
+    "The broker has repeated a retained message; a newer one may have been missed.";
 
 }  // namespace
 
 subscribe_custom_sensor::subscribe_custom_sensor(
     const libkavuhelper::sensors::creation_context& context,
     const libkavuhelper::settings::sensor_data_wrapper& data)
-    : sensor_base(context, data) {
+    : sensor_base(context, data),
+      kept_(
+          persistent_data(), settings(),
+          logger() == nullptr ? log_function{} : [this](const std::string& line) { log(line); }) {
   try {
-    recall_time_of_last_message();
+    latest_->set_time(kept_.time());
     register_custom_channels(channels(), settings());
     subscribe();
   } catch (const std::exception& failure) {
@@ -48,36 +52,29 @@ subscribe_custom_sensor::~subscribe_custom_sensor() {
 }
 
 void subscribe_custom_sensor::subscribe() {
-  subscription_.emplace(*container(), make_client_settings(settings(), shared_client_id), logger(),
-                        settings().topic, [latest = latest_, log = logger()](const auto& message) {
+  subscription_.emplace(*container(), id(), make_client_settings(settings(), shared_client_id),
+                        logger(), settings().topic,
+                        [latest = latest_, log = logger()](const auto& message) {
                           log_received(log.get(), *message);
                           latest->put(message);
                         });
-}
-
-void subscribe_custom_sensor::recall_time_of_last_message() {
-  const auto kept = persistent_data().get(time_key);
-  if (!kept) {
-    return;
-  }
-  try {
-    latest_->set_time(libtimeutils::parse(*kept, libtimeutils::iso_8601));
-  } catch (const std::exception& failure) {
-    log(std::string("The time of the last message is ignored: ") + failure.what());
+  if (const auto connection = subscription_->connection()) {
+    latest_->note_connection(*connection);
   }
 }
 
 // At most once per scan, however many messages there were.
 void subscribe_custom_sensor::keep_time_of_last_message() {
   if (const auto time = latest_->time()) {
-    persistent_data().set(time_key, libtimeutils::format(*time, libtimeutils::iso_8601));
-    send_persistent_data();
+    kept_.set_time(*time);
   }
+  send_persistent_data();
 }
 
 void subscribe_custom_sensor::work() {
   keep_time_of_last_message();
   subscription_->require_flowing();
+  latest_->note_connection(*subscription_->connection());
   const auto message = latest_->take();
   if (message == nullptr) {
     repeat_last_result();
@@ -91,20 +88,18 @@ void subscribe_custom_sensor::work() {
 void subscribe_custom_sensor::repeat_last_result() {
   log_lazily([] { return "No message received during scanning interval"; });
   auto result = make_result();
+  warnings doubts;
   if (settings().retain_last_message == last_message::retain) {
-    if (const auto kept = persistent_data().get(result_key)) {
+    if (kept_.has_result()) {
       log_lazily([] { return "loading last sensor result"; });
-      try {
-        result.restore(*kept);
-      } catch (const std::exception& failure) {
-        log(std::string("The last sensor result is ignored: ") + failure.what());
+      if (kept_.restore(result)) {
+        doubts.add(doubt_about_repetition());
       }
     } else {
       log_lazily([] { return "No initial message received"; });
     }
   }
-  add_duration(result);
-  send(result);
+  finish(result, doubts);
 }
 
 void subscribe_custom_sensor::evaluate(const received_message& message) {
@@ -123,10 +118,34 @@ void subscribe_custom_sensor::evaluate(const received_message& message) {
     send(failed);
     return;
   }
-  add_duration(result);
-  persistent_data().set(result_key, result.serialize());
+  repeated_ = std::nullopt;
+  if (latest_->is_repeated(message)) {
+    repeated_ = repetition{message.connection, latest_->may_be_outdated(message)};
+  }
+  warnings doubts;
+  doubts.add(doubt_about_repetition());
+  doubts.apply_to(result);
+  kept_.set_result(result);
   send_persistent_data();
   log_lazily([] { return "last sensor value persisted"; });
+  finish(result, {});
+}
+
+// A message that came later than the connection was lost may have been missed as well.
+std::string subscribe_custom_sensor::doubt_about_repetition() {
+  const bool doubtful =
+      repeated_ && (repeated_->doubtful || repeated_->connection != subscription_->connection());
+  if (doubtful && !doubt_logged_) {
+    log(repeated_message, liblog::severity::warning);
+  }
+  doubt_logged_ = doubtful;
+  return doubtful ? repeated_message : "";
+}
+
+void subscribe_custom_sensor::finish(scan_result& result, warnings doubts) {
+  add_duration(result);
+  doubts.add(subscription_->take_left_out_warning());
+  doubts.apply_to(result);
   send(result);
 }
 

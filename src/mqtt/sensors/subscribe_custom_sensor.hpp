@@ -6,8 +6,10 @@
 
 #include "kavuhelper/sensors/sensor_base.hpp"
 #include "libjsonparser/parser_interface.hpp"
+#include "mqtt/sensors/kept_values.hpp"
 #include "mqtt/sensors/latest_message.hpp"
 #include "mqtt/sensors/sensor_subscription.hpp"
+#include "mqtt/sensors/warnings.hpp"
 #include "mqtt/settings/subscribe_custom_sensor.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -33,17 +35,27 @@ class subscribe_custom_sensor final
   using scan_result = libkavuhelper::responses::sensor_scan_result;
 
   void subscribe();
-  void recall_time_of_last_message();
   void keep_time_of_last_message();
   void repeat_last_result();
   void evaluate(const received_message& message);
   void add_sensor_message(const libparser::parser_interface& document,
                           const received_message& message, scan_result& result);
   void add_duration(scan_result& result);
+  std::string doubt_about_repetition();
+  void finish(scan_result& result, warnings doubts);
+
+  /// What the last result rests on, if that is a message that the broker has repeated.
+  struct repetition {
+    std::uint64_t connection;
+    bool doubtful;
+  };
 
   // Shared with the subscription's callback, which may run once more after the sensor has gone.
   const std::shared_ptr<latest_message> latest_ = std::make_shared<latest_message>();
   std::optional<sensor_subscription> subscription_;
+  kept_values kept_;
+  std::optional<repetition> repeated_;
+  bool doubt_logged_ = false;
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt
