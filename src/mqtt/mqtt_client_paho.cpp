@@ -71,15 +71,7 @@ mqtt_client_paho::~mqtt_client_paho() {
                 "been joined");
     }
   }
-  try {
-    for (const auto& filter : subscriptions_.take_all_filters()) {
-      if (is_connected()) {
-        connection_.unsubscribe(filter);
-      }
-    }
-  } catch (const std::exception& failure) {
-    log_->log(severity::error, failure.what());
-  }
+  release_all();
 }
 
 void mqtt_client_paho::on_message(std::shared_ptr<received_message> message) noexcept {
@@ -130,6 +122,9 @@ pending_operation::state mqtt_client_paho::await(const paho_connection::operatio
         std::min<clock::duration>(first ? clock::duration(20ms) : 1s, deadline - now);
     const auto state = operation->wait_for(std::chrono::ceil<std::chrono::milliseconds>(slice));
     if (state != pending_operation::state::running) {
+      if (operation->is_answered()) {
+        answers_.clear();
+      }
       return state;
     }
     if (!is_connected()) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "libstringutils/random_string_generator.hpp"
+#include "mqtt/answer_watch.hpp"
 #include "mqtt/broker_turn.hpp"
 #include "mqtt/client_log.hpp"
 #include "mqtt/mqtt_client_interface.hpp"
@@ -86,6 +87,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void subscribe_at_broker(const std::string& filter, subscription_registry::addition added);
   void release_at_broker(const std::string& filter);
   void release_abandoned() noexcept;
+  void release_all() noexcept;
   void renew_batch(const std::vector<std::string>& filters);
   void renew(const std::string& filter, const paho_connection::operation_ptr& operation,
              subscription_registry::connection_number connection, clock::time_point deadline);
@@ -105,8 +107,8 @@ class mqtt_client_paho final : public mqtt_client_interface,
 
   subscription_registry subscriptions_;
   broker_turn turn_;
-  // Set when the broker has left an unsubscription unanswered: the next ones do not wait for it.
-  std::atomic<bool> unresponsive_{false};
+  // Of unsubscriptions: when the broker has left one unanswered the next ones do not wait for it.
+  answer_watch answers_;
 
   std::promise<void> initial_connect_promise_;
   std::atomic<bool> first_connect_pending_{false};

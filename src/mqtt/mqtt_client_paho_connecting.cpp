@@ -23,7 +23,7 @@ constexpr auto longest_diagnosis = 2s;
 constexpr auto longest_quiet = 20s;
 constexpr std::chrono::seconds shortest_patience = 30s;
 constexpr std::chrono::seconds longest_patience = 300s;
-constexpr const char* nobodys_filter = "$kavu/is-anybody-there";
+constexpr const char* nobodys_filter = "kavu/is-anybody-there";
 
 std::string with_cause(const char* event, const std::string& cause) {
   return cause.empty() ? event : std::string(event) + " - Cause: " + cause;
@@ -170,7 +170,7 @@ void mqtt_client_paho::on_connect_failure(std::exception_ptr failure) noexcept {
 
 void mqtt_client_paho::on_connection_lost(const std::string& cause) noexcept {
   subscriptions_.connection_lost();
-  unresponsive_ = false;
+  answers_.clear();
   log_->log(severity::info, with_cause("Connection lost", cause));
   if (loop_ != nullptr) {
     loop_->connection_lost();

@@ -78,7 +78,6 @@ void mqtt_client_paho::await_subscription(const paho_connection::operation_ptr& 
         std::rethrow_exception(make_refusal(filter));
       }
       subscriptions_.set_granted(filter, connection);
-      unresponsive_ = false;
       log_->log(severity::info, "Subscribed to '" + filter + "'");
       return;
     case pending_operation::state::failed:
@@ -107,7 +106,8 @@ void mqtt_client_paho::unsubscribe(std::shared_ptr<topic_subscription_interface>
 }
 
 void mqtt_client_paho::release_at_broker(const std::string& filter) {
-  const auto deadline = clock::now() + (unresponsive_ ? 0s : release_limit);
+  const bool waits = !answers_.is_silent();
+  const auto deadline = clock::now() + (waits ? release_limit : 0s);
   {
     const broker_turn::holder turn(turn_, deadline);
     if (!turn.is_held()) {
@@ -121,9 +121,11 @@ void mqtt_client_paho::release_at_broker(const std::string& filter) {
     if (await(operation, deadline) == pending_operation::state::succeeded) {
       log_->log(severity::info, "Unsubscribed topic '" + filter + "'");
     } else if (operation->current() == pending_operation::state::running) {
-      unresponsive_ = true;
-      log_->log(severity::warning,
-                "The broker did not answer the end of the subscription to '" + filter + "'");
+      answers_.watch(operation);
+      if (waits) {
+        log_->log(severity::warning,
+                  "The broker did not answer the end of the subscription to '" + filter + "'");
+      }
     }
   }
   release_abandoned();
@@ -144,6 +146,29 @@ void mqtt_client_paho::release_abandoned() noexcept try {
   }
 } catch (const std::exception& failure) {
   log_->log(severity::warning, failure.what());
+}
+
+// For the end of the client. All are asked for at once, and waited for together.
+void mqtt_client_paho::release_all() noexcept try {
+  const auto deadline = clock::now() + (answers_.is_silent() ? 0s : release_limit);
+  connection_.accept_operations();
+  std::vector<std::pair<std::string, paho_connection::operation_ptr>> asked;
+  for (const auto& [filter, live] : subscriptions_.take_all_filters()) {
+    for (std::size_t i = 0; i < live; ++i) {
+      log_->log(severity::info, "Unsubscribe from '" + filter + "'");
+      log_->log(severity::info, "Deleted subscription for '" + filter + "'");
+    }
+    if (is_connected()) {
+      asked.emplace_back(filter, connection_.unsubscribe(filter));
+    }
+  }
+  for (const auto& [filter, operation] : asked) {
+    if (await(operation, deadline) == pending_operation::state::succeeded) {
+      log_->log(severity::info, "Unsubscribed topic '" + filter + "'");
+    }
+  }
+} catch (const std::exception& failure) {
+  log_->log(severity::error, failure.what());
 }
 
 bool mqtt_client_paho::renew_subscriptions() {
@@ -192,6 +217,7 @@ void mqtt_client_paho::renew(const std::string& filter,
                              clock::time_point deadline) {
   try {
     await_subscription(operation, filter, connection, deadline);
+    log_->log(severity::info, "Registered subscription to '" + filter + "'");
   } catch (const exceptions::mqttasync_disconnected&) {
     throw;
   } catch (const exceptions::mqtt_failure& failure) {

@@ -272,6 +272,11 @@ void paho_connection::give_up_operations() noexcept {
   end_operations(&pending_operation::give_up);
 }
 
+void paho_connection::accept_operations() noexcept {
+  const std::lock_guard lock(operations_mutex_);
+  operations_given_up_ = false;
+}
+
 void paho_connection::remember_tls_error(std::string text) noexcept try {
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) {
     text.pop_back();

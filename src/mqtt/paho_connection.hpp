@@ -104,6 +104,8 @@ class paho_connection {
 
   /// Ends all requests under way, and those to come at once. For the end of the client.
   void give_up_operations() noexcept;
+  /// Those to come are waited for again.
+  void accept_operations() noexcept;
 
  private:
   struct callbacks;

@@ -38,6 +38,11 @@ class pending_operation {
   /// Waits until it has ended, at most `limit`, and tells how it stands.
   state wait_for(std::chrono::milliseconds limit);
   [[nodiscard]] state current() const;
+  /// Whether it has ended with an answer, be it a refusal.
+  [[nodiscard]] bool is_answered() const {
+    const auto now = current();
+    return now == state::succeeded || now == state::failed;
+  }
 
   /// The library's number for it, for the log; 0 until the library has taken the request.
   [[nodiscard]] int token() const noexcept { return token_; }

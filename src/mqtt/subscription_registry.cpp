@@ -236,14 +236,15 @@ void subscription_registry::suspect(const std::vector<std::string>& filters) {
   }
 }
 
-std::vector<std::string> subscription_registry::take_all_filters() {
-  std::vector<std::string> filters;
+std::vector<std::pair<std::string, std::size_t>> subscription_registry::take_all_filters() {
+  std::vector<std::pair<std::string, std::size_t>> filters;
   std::vector<std::string> unreferenced;
   {
     const std::lock_guard lock(mutex_);
     for (const auto& [filter, state] : filters_) {
-      filters.push_back(filter);
+      const auto expired = unreferenced.size();
       append_expired(unreferenced, filter, state.subscriptions);
+      filters.emplace_back(filter, state.subscriptions.size() - (unreferenced.size() - expired));
     }
     filters_.clear();
     routes_.reset();

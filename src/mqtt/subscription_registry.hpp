@@ -8,6 +8,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "libi18n/i18n_msg.hpp"
@@ -58,8 +59,9 @@ class subscription_registry {
   /// The connection died while these were asked for (filter_suspicion.hpp).
   void suspect(const std::vector<std::string>& filters);
 
-  /// Empties the registry, and gives the filters that were in it.
-  [[nodiscard]] std::vector<std::string> take_all_filters();
+  /// Empties the registry, and gives the filters that were in it, each with the number of its
+  /// subscriptions that were still there.
+  [[nodiscard]] std::vector<std::pair<std::string, std::size_t>> take_all_filters();
 
   /// Filters without a subscription that the broker still serves: those of which the last entry
   /// expired, and those that were given to `abandon`.

@@ -45,10 +45,12 @@ TEST_F(client_reconnect_test, a_restarted_broker_is_found_and_every_filter_renew
   broker.kill();
   ASSERT_TRUE(eventually([&] { return !client->is_connected(); }));
   EXPECT_EQ(failure_key([&] { client->require_subscribed("a/0"); }), "error.connection_lost");
+  lines->clear();
   broker.restart();
   for (const auto& each : listeners) {
     ASSERT_TRUE(eventually([&] { return is_subscribed(*client, each.subscription->topic()); }));
   }
+  EXPECT_TRUE(eventually([&] { return logged("Registered subscription to 'a/249'"); }));
   kavu_test::publisher publisher(broker.port());
   for (const auto& each : listeners) {
     publisher.publish(each.subscription->topic(), "x");

@@ -36,6 +36,10 @@ TEST_F(client_test, comes_under_a_name_of_its_own_and_leaves_properly) {
   const listener all("a/#");
   client->subscribe(all.subscription);
   client.reset();
+  for (const char* line :
+       {"Unsubscribe from 'a/#'", "Deleted subscription for 'a/#'", "Unsubscribed topic 'a/#'"}) {
+    EXPECT_TRUE(logged(line)) << line;
+  }
   EXPECT_TRUE(broker_.wait_for_clients(0));
   EXPECT_TRUE(eventually([&] { return broker_.log_contains("Received DISCONNECT from " + id); }));
 }
@@ -196,6 +200,26 @@ TEST_F(misbehaving_broker_test, the_older_protocol_is_tried_only_where_it_may_he
   broker_.add({.at = step::connect_received, .action = fault::refuse{.code = 1}, .times = 1});
   broker_.add({.at = step::connect_received, .action = fault::refuse{.code = 5}, .times = 1});
   EXPECT_EQ(failure_key([&] { connect(5); }), "error.unacceptable_protocol_version");
+}
+
+// One late answer must not make every later one pass for missing.
+TEST_F(misbehaving_broker_test, a_broker_that_answers_again_is_waited_for_again) {
+  const auto client = connect();
+  const std::vector<listener> listeners{listener("a"), listener("b"), listener("c")};
+  for (const auto& each : listeners) {
+    client->subscribe(each.subscription);
+  }
+  const auto rule = broker_.add({.at = step::unsuback_sent, .action = fault::hold{}});
+  client->unsubscribe(listeners[0].subscription);
+  client->unsubscribe(listeners[1].subscription);  // nobody waits, so nobody has waited in vain
+  broker_.release(rule);
+  client->publish("x", "", quality_of_service::at_least_once, false);  // answered after those
+  client->unsubscribe(listeners[2].subscription);
+  const std::string missing = "The broker did not answer the end of the subscription to ";
+  EXPECT_TRUE(logged(missing + "'a'"));
+  EXPECT_FALSE(logged(missing + "'b'"));
+  EXPECT_FALSE(logged(missing + "'c'"));
+  EXPECT_TRUE(logged("Unsubscribed topic 'c'"));
 }
 
 // While one sensor waits for its subscription, another one's end does not.
