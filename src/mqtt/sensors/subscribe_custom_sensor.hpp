@@ -6,7 +6,7 @@
 
 #include "kavuhelper/sensors/sensor_base.hpp"
 #include "libjsonparser/parser_interface.hpp"
-#include "mqtt/sensors/kept_values.hpp"
+#include "mqtt/sensors/custom_kept_values.hpp"
 #include "mqtt/sensors/latest_message.hpp"
 #include "mqtt/sensors/sensor_subscription.hpp"
 #include "mqtt/sensors/warnings.hpp"
@@ -53,7 +53,7 @@ class subscribe_custom_sensor final
   // Shared with the subscription's callback, which may run once more after the sensor has gone.
   const std::shared_ptr<latest_message> latest_ = std::make_shared<latest_message>();
   std::optional<sensor_subscription> subscription_;
-  kept_values kept_;
+  custom_kept_values kept_;
   std::optional<repetition> repeated_;
   bool doubt_logged_ = false;
 };

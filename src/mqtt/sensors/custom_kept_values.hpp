@@ -15,14 +15,15 @@ namespace brunvik::monitoring_modules::mqtt {
 /// for which topic, paths and types they are. What does not belong to the sensor as it is set now
 /// is ignored, and so is what cannot be read; the log says so. Channel 0, the time since the last
 /// message, is never kept. One thread at a time.
-class kept_values {
+class custom_kept_values {
  public:
   using storage = libkavuhelper::settings::persistent_data_storage;
   using scan_result = libkavuhelper::responses::sensor_scan_result;
 
   /// Looks at what is there. `kept` must outlive this object; `log` is empty when nobody wants
   /// lines.
-  kept_values(storage& kept, const settings::subscribe_custom_sensor& settings, log_function log);
+  custom_kept_values(storage& kept, const settings::subscribe_custom_sensor& settings,
+                     log_function log);
 
   /// Of the last message; empty when nothing is known.
   [[nodiscard]] std::optional<libtimeutils::time_point> time() const;

@@ -1,4 +1,4 @@
-#include "mqtt/sensors/kept_values.hpp"
+#include "mqtt/sensors/custom_kept_values.hpp"
 
 #include <utility>
 
@@ -26,8 +26,9 @@ std::string make_fingerprint(const settings::subscribe_custom_sensor& settings) 
 
 }  // namespace
 
-kept_values::kept_values(storage& kept, const settings::subscribe_custom_sensor& settings,
-                         log_function log)
+custom_kept_values::custom_kept_values(storage& kept,
+                                       const settings::subscribe_custom_sensor& settings,
+                                       log_function log)
     : kept_(kept), fingerprint_(make_fingerprint(settings)), log_(std::move(log)) {
   const auto known = get(fingerprint_key);
   if (known == fingerprint_) {
@@ -48,7 +49,7 @@ kept_values::kept_values(storage& kept, const settings::subscribe_custom_sensor&
   }
 }
 
-std::optional<libtimeutils::time_point> kept_values::time() const {
+std::optional<libtimeutils::time_point> custom_kept_values::time() const {
   const auto text = get(time_key);
   if (!text) {
     return std::nullopt;
@@ -61,16 +62,16 @@ std::optional<libtimeutils::time_point> kept_values::time() const {
   }
 }
 
-void kept_values::set_time(libtimeutils::time_point time) {
+void custom_kept_values::set_time(libtimeutils::time_point time) {
   kept_.set(fingerprint_key, fingerprint_);
   kept_.set(time_key, libtimeutils::format(time, libtimeutils::iso_8601));
 }
 
-bool kept_values::has_result() const {
+bool custom_kept_values::has_result() const {
   return get(result_key).has_value();
 }
 
-bool kept_values::restore(scan_result& result) const {
+bool custom_kept_values::restore(scan_result& result) const {
   const auto bytes = get(result_key);
   if (!bytes) {
     return false;
@@ -85,24 +86,24 @@ bool kept_values::restore(scan_result& result) const {
   }
 }
 
-void kept_values::set_result(scan_result result) {
+void custom_kept_values::set_result(scan_result result) {
   result.remove_value(duration_channel);
   kept_.set(fingerprint_key, fingerprint_);
   kept_.set(result_key, result.serialize());
 }
 
-std::optional<std::string> kept_values::get(const char* key) const {
+std::optional<std::string> custom_kept_values::get(const char* key) const {
   auto value = kept_.get(key);
   return value && value->empty() ? std::nullopt : std::move(value);
 }
 
 // The host knows no way to forget. What is empty counts as nothing.
-void kept_values::forget(const char* key) {
+void custom_kept_values::forget(const char* key) {
   kept_.set(fingerprint_key, fingerprint_);
   kept_.set(key, std::string());
 }
 
-void kept_values::log(const std::string& line) const {
+void custom_kept_values::log(const std::string& line) const {
   if (log_) {
     log_(line);
   }
