@@ -9,7 +9,7 @@
 
 namespace brunvik::monitoring_modules::mqtt {
 
-/// Whether the broker has stopped to answer, so that nobody need wait for it any more.
+/// Whether the broker has stopped answering, so that nobody need wait for it any more.
 ///
 /// It has when somebody waited for an answer in vain, until any answer comes: a late one to what is
 /// watched here, or one that the owner tells of. [any-thread]

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 
@@ -12,8 +13,8 @@ namespace brunvik::monitoring_modules::mqtt {
 /// Remembers which topics a client has had live messages on, and what the last one of each was, so
 /// that a retained message that the broker repeats is not taken for news.
 ///
-/// Topics and payloads are kept as hashes. Memory is bounded: of further topics nothing is known,
-/// and said to be. Not synchronised.
+/// Topics and payloads are kept as hashes. Memory is bounded: further topics are not remembered,
+/// and a repeated message then says that its history is incomplete. Not synchronised.
 class live_topics {
  public:
   static constexpr std::size_t most_topics = 100'000;
@@ -22,7 +23,7 @@ class live_topics {
   struct fingerprint {
     explicit fingerprint(const received_message& message);
     std::uint64_t topic;
-    std::uint64_t payload;
+    std::optional<std::uint64_t> payload;  // empty when it is too long to be compared
   };
 
   /// Remembers a live message; tells a retained one what came before it. Number and connection of
@@ -33,7 +34,7 @@ class live_topics {
   struct entry {
     std::uint64_t number;
     std::uint64_t connection;
-    std::uint64_t payload;
+    std::optional<std::uint64_t> payload;
   };
   std::unordered_map<std::uint64_t, entry> topics_;
   bool complete_ = true;

@@ -267,7 +267,11 @@ bool mqtt_client_paho::is_answering() {
     return true;
   }
   quiet_since_ = now;
-  const auto asked = connection_.unsubscribe(nobodys_filter);
+  std::string question = nobodys_filter;
+  while (subscriptions_.has_entries(question)) {
+    question += '-';  // somebody's after all
+  }
+  const auto asked = connection_.unsubscribe(question);
   const bool answered =
       await(asked, now + patience_) != pending_operation::state::running || arrived_;
   const bool soon = clock::now() < now + shortest_patience;

@@ -158,8 +158,12 @@ void mqtt_client_paho::release_all() noexcept try {
       log_->log(severity::info, "Unsubscribe from '" + filter + "'");
       log_->log(severity::info, "Deleted subscription for '" + filter + "'");
     }
-    if (is_connected()) {
-      asked.emplace_back(filter, connection_.unsubscribe(filter));
+    try {
+      if (is_connected()) {
+        asked.emplace_back(filter, connection_.unsubscribe(filter));
+      }
+    } catch (const exceptions::mqtt_failure& failure) {
+      log_->log(severity::error, failure.what());
     }
   }
   for (const auto& [filter, operation] : asked) {
@@ -217,7 +221,9 @@ void mqtt_client_paho::renew(const std::string& filter,
                              clock::time_point deadline) {
   try {
     await_subscription(operation, filter, connection, deadline);
-    log_->log(severity::info, "Registered subscription to '" + filter + "'");
+    for (auto live = subscriptions_.live_count(filter); live > 0; --live) {
+      log_->log(severity::info, "Registered subscription to '" + filter + "'");
+    }
   } catch (const exceptions::mqttasync_disconnected&) {
     throw;
   } catch (const exceptions::mqtt_failure& failure) {

@@ -18,11 +18,15 @@ std::string cut_off(const std::string& filter) {
 }
 
 template <class Entries>
+std::size_t count_expired(const Entries& entries) {
+  return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(),
+                                                [](const auto& entry) { return entry.expired(); }));
+}
+
+template <class Entries>
 void append_expired(std::vector<std::string>& into, const std::string& filter,
                     const Entries& entries) {
-  const auto expired = std::count_if(entries.begin(), entries.end(),
-                                     [](const auto& entry) { return entry.expired(); });
-  into.insert(into.end(), static_cast<std::size_t>(expired), filter);
+  into.insert(into.end(), count_expired(entries), filter);
 }
 
 }  // namespace
@@ -188,10 +192,18 @@ std::size_t subscription_registry::filter_count() const {
   return filters_.size();
 }
 
+std::size_t subscription_registry::live_count(const std::string& filter) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = filters_.find(filter);
+  return found == filters_.end() ? 0 : found->second.live_count();
+}
+
+std::size_t subscription_registry::filter_state::live_count() const {
+  return subscriptions.size() - count_expired(subscriptions);
+}
+
 bool subscription_registry::filter_state::is_pending() const {
-  return !granted && !suspicion.is_held_back() &&
-         std::any_of(subscriptions.begin(), subscriptions.end(),
-                     [](const auto& entry) { return !entry.expired(); });
+  return !granted && !suspicion.is_held_back() && live_count() > 0;
 }
 
 bool subscription_registry::has_pending() const {
@@ -242,9 +254,8 @@ std::vector<std::pair<std::string, std::size_t>> subscription_registry::take_all
   {
     const std::lock_guard lock(mutex_);
     for (const auto& [filter, state] : filters_) {
-      const auto expired = unreferenced.size();
       append_expired(unreferenced, filter, state.subscriptions);
-      filters.emplace_back(filter, state.subscriptions.size() - (unreferenced.size() - expired));
+      filters.emplace_back(filter, state.live_count());
     }
     filters_.clear();
     routes_.reset();

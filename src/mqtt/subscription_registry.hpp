@@ -49,6 +49,8 @@ class subscription_registry {
 
   [[nodiscard]] bool has_entries(const std::string& filter) const;
   [[nodiscard]] std::size_t filter_count() const;
+  /// The subscriptions of a filter that are still there.
+  [[nodiscard]] std::size_t live_count(const std::string& filter) const;
   /// By the broker, on the present connection.
   [[nodiscard]] bool is_granted(const std::string& filter) const;
 
@@ -90,6 +92,7 @@ class subscription_registry {
     std::optional<libi18n::i18n_msg> failure;
     filter_suspicion suspicion;
 
+    [[nodiscard]] std::size_t live_count() const;
     [[nodiscard]] bool is_pending() const;
   };
   struct route {

@@ -53,6 +53,13 @@ bool has_misplaced_single_level(std::string_view filter) {
   return false;
 }
 
+/// A filter as it is matched: brokers that know shared subscriptions take "$share/GROUP/" off.
+std::string_view without_share(std::string_view filter) {
+  constexpr std::string_view share = "$share/";
+  const auto end = filter.starts_with(share) ? filter.find('/', share.size()) : filter.npos;
+  return end == filter.npos ? filter : filter.substr(end + 1);
+}
+
 /// What the standard has a filter stand for.
 bool covers_by_standard(std::string_view filter, std::string_view topic) {
   if (topic.starts_with('$') && (filter.starts_with('+') || filter.starts_with('#'))) {
@@ -103,7 +110,7 @@ bool topic_filter::matches(std::string_view topic) const noexcept {
 }
 
 bool topic_filter::leaves_out(std::string_view topic) const noexcept {
-  return covers_by_standard(filter_, topic) && !matches(topic);
+  return covers_by_standard(without_share(filter_), topic) && !matches(topic);
 }
 
 std::string topic_filter::pattern() const {

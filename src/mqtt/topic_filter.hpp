@@ -26,7 +26,8 @@ class topic_filter {
   [[nodiscard]] bool matches(std::string_view topic) const noexcept;
 
   /// Whether a broker delivers the topic for this filter (MQTT 3.1.1, sections 4.7.1 and 4.7.2) and
-  /// the narrower wildcards leave it out: `a:1` for "#", or `a` for `a/#`. In linear time as well.
+  /// the narrower wildcards leave it out: `a:1` for "#", `a` for `a/#`, or
+  /// whatever comes for a shared subscription, "$share/GROUP/...". In linear time as well.
   [[nodiscard]] bool leaves_out(std::string_view topic) const noexcept;
 
   /// The filter as a regular expression of the ECMAScript grammar: what it means, in other words.

@@ -56,6 +56,9 @@ bool covers(std::string_view filter, std::string_view topic) {
 
 // Level by level, as the standard says it.
 bool is_delivered(std::string_view filter, std::string_view topic) {
+  if (filter.starts_with("$share/") && filter.find('/', 7) != std::string_view::npos) {
+    filter.remove_prefix(filter.find('/', 7) + 1);
+  }
   if (topic.starts_with('$') && (filter.starts_with('+') || filter.starts_with('#'))) {
     return false;
   }

@@ -205,7 +205,7 @@ TEST_F(misbehaving_broker_test, the_older_protocol_is_tried_only_where_it_may_he
 // One late answer must not make every later one pass for missing.
 TEST_F(misbehaving_broker_test, a_broker_that_answers_again_is_waited_for_again) {
   const auto client = connect();
-  const std::vector<listener> listeners{listener("a"), listener("b"), listener("c")};
+  const std::vector<listener> listeners{listener("a"), listener("b"), listener("c"), listener("d")};
   for (const auto& each : listeners) {
     client->subscribe(each.subscription);
   }
@@ -213,13 +213,19 @@ TEST_F(misbehaving_broker_test, a_broker_that_answers_again_is_waited_for_again)
   client->unsubscribe(listeners[0].subscription);
   client->unsubscribe(listeners[1].subscription);  // nobody waits, so nobody has waited in vain
   broker_.release(rule);
-  client->publish("x", "", quality_of_service::at_least_once, false);  // answered after those
+  ASSERT_TRUE(broker_.wait_for_count(step::unsuback_sent, 2));
+  client->expect_arrival();  // by when the library has read them
   client->unsubscribe(listeners[2].subscription);
   const std::string missing = "The broker did not answer the end of the subscription to ";
   EXPECT_TRUE(logged(missing + "'a'"));
   EXPECT_FALSE(logged(missing + "'b'"));
   EXPECT_FALSE(logged(missing + "'c'"));
   EXPECT_TRUE(logged("Unsubscribed topic 'c'"));
+
+  const auto again = broker_.add({.at = step::unsuback_sent, .action = fault::withhold{}});
+  client->unsubscribe(listeners[3].subscription);
+  EXPECT_TRUE(logged(missing + "'d'"));
+  broker_.release(again);
 }
 
 // While one sensor waits for its subscription, another one's end does not.

@@ -70,6 +70,33 @@ TEST_F(subscription_registry_test, a_message_reaches_every_match_once) {
   EXPECT_EQ(served_.size(), 4U);
 }
 
+TEST_F(subscription_registry_test, what_came_live_is_known_of_a_limited_number_of_topics) {
+  const auto dispatch = [&](const std::string& topic, const char* payload, bool retained) {
+    auto message = std::make_shared<received_message>(received_message{topic, payload, retained});
+    registry_.dispatch(message);
+    return message;
+  };
+  EXPECT_FALSE(dispatch("a", "1", true)->last_live);
+  const auto live = dispatch("a", "2", false);
+  registry_.connection_lost();
+  for (const char* payload : {"1", "2"}) {
+    const auto repeated = dispatch("a", payload, true);
+    ASSERT_TRUE(repeated->last_live);
+    EXPECT_EQ(repeated->last_live->number, live->number);
+    EXPECT_EQ(repeated->last_live->connection, live->connection);
+    EXPECT_EQ(repeated->connection, live->connection + 1);
+    EXPECT_EQ(repeated->last_live->same_payload, *payload == '2');
+  }
+  for (std::size_t i = 1; i < live_topics::most_topics; ++i) {
+    dispatch("t/" + std::to_string(i), "", false);
+  }
+  EXPECT_TRUE(dispatch("b", "1", true)->is_history_complete);
+  dispatch("one too many", "", false);
+  EXPECT_FALSE(dispatch("one too many", "", true)->last_live);
+  EXPECT_FALSE(dispatch("b", "1", true)->is_history_complete);
+  EXPECT_TRUE(dispatch("a", "2", true)->last_live->same_payload);
+}
+
 TEST_F(subscription_registry_test, a_dropped_subscription_abandons_its_filter_until_wanted_again) {
   for (const bool wanted : {false, true}) {
     lines_->clear();

@@ -41,6 +41,7 @@ TEST(topic_filter, matches_whole_topics) {
       {"#", "", true},
       {"#", "lamp (2)", false, true},
       {"#", "$SYS/a", false},
+      {"$share/g/a/#", "a/b", false, true},
       {"+/a:b/#", "\xc3\x96l/a:b", false, true},
       {"+/a:b/#", "\xc3\x96l/a:b/c:d/e", false, true},
       {"+/a:b/#", "\xc3\x96l/a", false},

@@ -151,12 +151,17 @@ TEST_F(custom_sensor_kept_data, that_cannot_be_used_is_ignored_and_the_log_says_
       {time_key, std::string("\xff\0\x01", 3)},
       {result_key, "no result"},
   };
+  plant_.create(100, plant_.settings());
+  plant_.deliver(R"({"t": 5})");
+  plant_.scan(100);
+  const auto fingerprint = plant_.host.inbox().persistent_data(100).at("fingerprint");
   std::int32_t id = 0;
   for (const auto& [key, value] : cases) {
     SCOPED_TRACE(std::string(key) + " " + value);
     plant_.host.inbox().clear();
     auto settings = key == time_key ? with_duration() : with_retain();
-    plant_.create(++id, settings.set("logging", "enabled").persistent(key, value));
+    settings.set("logging", "enabled").persistent("fingerprint", fingerprint);
+    plant_.create(++id, settings.persistent(key, value));
     EXPECT_EQ(plant_.scan(id), "ok");
     EXPECT_TRUE(plant_.host.inbox().logged(key == time_key
                                                ? "The time of the last message is ignored: "

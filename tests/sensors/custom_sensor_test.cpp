@@ -170,6 +170,23 @@ TEST_F(custom_sensor_test, values_that_do_not_fit_are_failures_with_a_text) {
   EXPECT_EQ(scan_of(plant_, cases), expected + "\"");
 }
 
+TEST_F(custom_sensor_test, what_the_wildcards_leave_out_is_told_whatever_the_result) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"no JSON", "error .*"},
+      {R"({"t": 5, "s": "fine"})",
+       "warning \"Messages on topics that the wildcards do not cover were ignored, first on "
+       "'plant/a:1'. fine\" 1=5"}};
+  std::int32_t id = 0;
+  for (const auto& [payload, shown] : cases) {
+    plant_.host.inbox().clear();
+    plant_.create(++id, plant_.settings().custom("topic", "plant/#").custom("message_path", "$.s"));
+    plant_.deliver_many({{"plant/a:1", "{}"}, {"plant/a", payload}});
+    EXPECT_THAT(plant_.scan(id), testing::MatchesRegex(shown));
+    EXPECT_TRUE(plant_.host.inbox().logged("Sensor " + std::to_string(id) + ": messages on"));
+    plant_.host.destroy_sensor(id);
+  }
+}
+
 TEST_F(custom_sensor_test, one_failing_channel_does_not_pass_for_the_others) {
   auto settings = plant_.settings().custom("retain_last_message", "retain");
   settings.channel(2, "$.v2", counter).channel(3, "$.v3").channel(10, "$.v10", counter);

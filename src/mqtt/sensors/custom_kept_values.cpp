@@ -86,10 +86,19 @@ bool custom_kept_values::restore(scan_result& result) const {
   }
 }
 
+bool custom_kept_values::holds(const scan_result& result) const {
+  auto kept = result;
+  return restore(kept) && kept.serialize() == serialize(result);
+}
+
 void custom_kept_values::set_result(scan_result result) {
-  result.remove_value(duration_channel);
   kept_.set(fingerprint_key, fingerprint_);
-  kept_.set(result_key, result.serialize());
+  kept_.set(result_key, serialize(std::move(result)));
+}
+
+std::vector<std::uint8_t> custom_kept_values::serialize(scan_result result) {
+  result.remove_value(duration_channel);
+  return result.serialize();
 }
 
 std::optional<std::string> custom_kept_values::get(const char* key) const {

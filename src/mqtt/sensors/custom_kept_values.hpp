@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "kavuhelper/responses/sensor_scan_result.hpp"
 #include "kavuhelper/settings/persistent_data_storage.hpp"
@@ -30,12 +32,15 @@ class custom_kept_values {
   void set_time(libtimeutils::time_point time);
 
   [[nodiscard]] bool has_result() const;
+  /// Whether the result that is kept has the same values, code and message.
+  [[nodiscard]] bool holds(const scan_result& result) const;
   /// Fills a result of the sensor with the one that is kept, but for channel 0. False, and leaves
   /// it as it is, when there is none that can be read.
   bool restore(scan_result& result) const;
   void set_result(scan_result result);
 
  private:
+  [[nodiscard]] static std::vector<std::uint8_t> serialize(scan_result result);
   [[nodiscard]] std::optional<std::string> get(const char* key) const;
   void forget(const char* key);
   void log(const std::string& line) const;

@@ -28,17 +28,17 @@ class latest_message {
     time_ = time;
   }
 
-  /// Replaces a message that nobody has seen. A repeated one does not replace a live one of the
-  /// same connection, is ignored on a topic on which this sensor has had a live one on this
-  /// connection, and never makes a known time younger. [client-thread]
+  /// Replaces a message that nobody has seen. A repeated one is ignored once this sensor has had a
+  /// live one on the same connection: whatever was published since then came live. It never makes a
+  /// known time younger, nor replaces one that is known to be the latest. [client-thread]
   void put(std::shared_ptr<received_message> message) {
     const auto now =
         std::chrono::time_point_cast<time_point::duration>(std::chrono::system_clock::now());
     const std::lock_guard lock(mutex_);
-    first_connection_ =
-        std::min(first_connection_.value_or(message->connection), message->connection);
-    first_number_ = first_number_.value_or(message->number);
-    if (message->retained && (is_outdated(*message) || has_live_of(message->connection))) {
+    note(message->connection);
+    if (!message->retained) {
+      last_live_ = {message->number, message->connection};
+    } else if (is_older(*message)) {
       return;
     }
     if (!message->retained || !time_) {
@@ -61,13 +61,13 @@ class latest_message {
   /// The sensor's messages flow on this connection of the client.
   void note_connection(std::uint64_t connection) {
     const std::lock_guard lock(mutex_);
-    first_connection_ = std::min(first_connection_.value_or(connection), connection);
+    note(connection);
   }
 
-  /// Whether the broker has repeated a message, and it is not known to be the latest: the last live
-  /// one on its topic did not have the same payload.
-  [[nodiscard]] static bool is_repeated(const received_message& message) {
-    return message.retained && !(message.last_live && message.last_live->same_payload);
+  /// Whether the broker has repeated a message and it is not known to be the latest.
+  [[nodiscard]] bool is_repeated(const received_message& message) const {
+    const std::lock_guard lock(mutex_);
+    return message.retained && !equals_last_live(message);
   }
 
   /// Whether something newer than such a message may have been published that this sensor has not
@@ -75,24 +75,39 @@ class latest_message {
   /// topic before this sensor was there.
   [[nodiscard]] bool may_be_outdated(const received_message& message) const {
     const std::lock_guard lock(mutex_);
-    return is_repeated(message) && (message.last_live || !message.is_history_complete ||
-                                    message.connection != first_connection_);
+    return message.retained && !equals_last_live(message) &&
+           (message.last_live || !message.is_history_complete ||
+            message.connection != first_connection_);
   }
 
  private:
-  // Under mutex_, both.
-  [[nodiscard]] bool is_outdated(const received_message& message) const {
-    return message.last_live && message.last_live->connection == message.connection &&
-           message.last_live->number >= *first_number_;
+  struct live_message {
+    std::uint64_t number;
+    std::uint64_t connection;
+  };
+
+  // All under mutex_.
+  void note(std::uint64_t connection) {
+    first_connection_ = std::min(first_connection_.value_or(connection), connection);
   }
-  [[nodiscard]] bool has_live_of(std::uint64_t connection) const {
-    return pending_ != nullptr && !pending_->retained && pending_->connection == connection;
+  /// The last live message on its topic had the same payload, and this sensor has had none on
+  /// another topic since.
+  [[nodiscard]] bool equals_last_live(const received_message& message) const {
+    return message.last_live && message.last_live->same_payload &&
+           (!last_live_ || message.last_live->number >= last_live_->number);
+  }
+  [[nodiscard]] bool is_older(const received_message& repeated) const {
+    const bool seen_live = last_live_ && last_live_->connection == repeated.connection;
+    const bool better_pending = pending_ != nullptr && pending_->retained &&
+                                pending_->connection == repeated.connection &&
+                                equals_last_live(*pending_) && !equals_last_live(repeated);
+    return seen_live || better_pending;
   }
 
   mutable std::mutex mutex_;  // guards all below
   std::shared_ptr<received_message> pending_;
   std::optional<time_point> time_;
-  std::optional<std::uint64_t> first_number_;      // of the messages that came here
+  std::optional<live_message> last_live_;          // of this sensor
   std::optional<std::uint64_t> first_connection_;  // on which messages flowed
 };
 

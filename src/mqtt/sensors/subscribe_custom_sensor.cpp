@@ -32,7 +32,9 @@ subscribe_custom_sensor::subscribe_custom_sensor(
           persistent_data(), settings(),
           logger() == nullptr ? log_function{} : [this](const std::string& line) { log(line); }) {
   try {
-    latest_->set_time(kept_.time());
+    const auto time = kept_.time();
+    latest_->set_time(time);
+    continues_ = time.has_value();
     register_custom_channels(channels(), settings());
     subscribe();
   } catch (const std::exception& failure) {
@@ -75,34 +77,39 @@ void subscribe_custom_sensor::work() {
   keep_time_of_last_message();
   subscription_->require_flowing();
   latest_->note_connection(*subscription_->connection());
+  warnings doubts;
+  doubts.add(subscription_->take_left_out_warning());
   const auto message = latest_->take();
   if (message == nullptr) {
-    repeat_last_result();
+    repeat_last_result(std::move(doubts));
   } else if (message->payload.empty()) {
     throw exceptions::payload_empty();
   } else {
-    evaluate(*message);
+    evaluate(*message, std::move(doubts));
   }
 }
 
-void subscribe_custom_sensor::repeat_last_result() {
+// A result that was doubtful when it was kept bears the code of a warning.
+void subscribe_custom_sensor::repeat_last_result(warnings doubts) {
   log_lazily([] { return "No message received during scanning interval"; });
   auto result = make_result();
-  warnings doubts;
   if (settings().retain_last_message == last_message::retain) {
     if (kept_.has_result()) {
       log_lazily([] { return "loading last sensor result"; });
-      if (kept_.restore(result)) {
-        doubts.add(doubt_about_repetition());
-      }
+      const bool restored = kept_.restore(result);
+      doubt_repetition(doubts, restored && (has_become_doubtful() ||
+                                            result.get_response_code() ==
+                                                responses::scan_response_codes::warning));
     } else {
       log_lazily([] { return "No initial message received"; });
     }
   }
-  finish(result, doubts);
+  add_duration(result);
+  doubts.apply_to(result);
+  send(result);
 }
 
-void subscribe_custom_sensor::evaluate(const received_message& message) {
+void subscribe_custom_sensor::evaluate(const received_message& message, warnings doubts) {
   log_lazily([&] { return "Working with message: " + message.payload; });
   const auto document = container()->create<libparser::parser_interface>(message.payload);
   auto result = make_result();
@@ -118,35 +125,45 @@ void subscribe_custom_sensor::evaluate(const received_message& message) {
     send(failed);
     return;
   }
-  repeated_ = std::nullopt;
-  if (latest_->is_repeated(message)) {
-    repeated_ = repetition{message.connection, latest_->may_be_outdated(message)};
+  const bool doubtful = is_doubtful(message, result);
+  if (doubtful) {
+    result.set_response_code(responses::scan_response_codes::warning);
   }
-  warnings doubts;
-  doubts.add(doubt_about_repetition());
-  doubts.apply_to(result);
   kept_.set_result(result);
   send_persistent_data();
   log_lazily([] { return "last sensor value persisted"; });
-  finish(result, {});
+  doubt_repetition(doubts, doubtful);
+  add_duration(result);
+  doubts.apply_to(result);
+  send(result);
 }
 
-// A message that came later than the connection was lost may have been missed as well.
-std::string subscribe_custom_sensor::doubt_about_repetition() {
-  const bool doubtful =
-      repeated_ && (repeated_->doubtful || repeated_->connection != subscription_->connection());
+/// Whether a message may be older than what was seen before; remembers what the result rests on.
+bool subscribe_custom_sensor::is_doubtful(const received_message& message,
+                                          const scan_result& result) {
+  repeated_ = std::nullopt;
+  if (!latest_->is_repeated(message)) {
+    continues_ = false;
+    return false;
+  }
+  const bool doubtful = latest_->may_be_outdated(message) || (continues_ && !kept_.holds(result));
+  repeated_ = repetition{message.connection, doubtful};
+  return doubtful;
+}
+
+// A newer message may have been missed while the connection was away.
+bool subscribe_custom_sensor::has_become_doubtful() const {
+  return repeated_ && (repeated_->doubtful || repeated_->connection != subscription_->connection());
+}
+
+void subscribe_custom_sensor::doubt_repetition(warnings& doubts, bool doubtful) {
+  if (doubtful) {
+    doubts.add(repeated_message);
+  }
   if (doubtful && !doubt_logged_) {
     log(repeated_message, liblog::severity::warning);
   }
   doubt_logged_ = doubtful;
-  return doubtful ? repeated_message : "";
-}
-
-void subscribe_custom_sensor::finish(scan_result& result, warnings doubts) {
-  add_duration(result);
-  doubts.add(subscription_->take_left_out_warning());
-  doubts.apply_to(result);
-  send(result);
 }
 
 void subscribe_custom_sensor::add_sensor_message(const libparser::parser_interface& document,

@@ -36,13 +36,14 @@ class subscribe_custom_sensor final
 
   void subscribe();
   void keep_time_of_last_message();
-  void repeat_last_result();
-  void evaluate(const received_message& message);
+  void repeat_last_result(warnings doubts);
+  void evaluate(const received_message& message, warnings doubts);
   void add_sensor_message(const libparser::parser_interface& document,
                           const received_message& message, scan_result& result);
   void add_duration(scan_result& result);
-  std::string doubt_about_repetition();
-  void finish(scan_result& result, warnings doubts);
+  bool is_doubtful(const received_message& message, const scan_result& result);
+  bool has_become_doubtful() const;
+  void doubt_repetition(warnings& doubts, bool doubtful);
 
   /// What the last result rests on, if that is a message that the broker has repeated.
   struct repetition {
@@ -55,6 +56,7 @@ class subscribe_custom_sensor final
   std::optional<sensor_subscription> subscription_;
   custom_kept_values kept_;
   std::optional<repetition> repeated_;
+  bool continues_ = false;  // an earlier life, and has had no live message in this one
   bool doubt_logged_ = false;
 };
 

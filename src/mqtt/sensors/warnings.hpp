@@ -16,17 +16,14 @@ class warnings {
     }
   }
 
-  /// Makes the result a warning, if there is anything to say. What its message says already
-  /// follows. A result that is worse than a warning keeps its code.
+  /// Makes the result a warning, if there is anything to say. Its message follows the warnings. A
+  /// result that is worse than a warning keeps its code.
   void apply_to(libkavuhelper::responses::sensor_scan_result& result) const {
     using libkavuhelper::responses::scan_response_codes;
     if (text_.empty()) {
       return;
     }
     const auto& message = result.get_response_message();
-    if (message && message->text().find(text_) != std::string::npos) {
-      return;  // a kept result says it from its own scan
-    }
     result.set_response_message(
         libi18n::i18n_msg::verbatim(message ? text_ + " " + message->text() : text_));
     if (result.get_response_code() == scan_response_codes::ok) {
