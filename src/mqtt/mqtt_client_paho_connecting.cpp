@@ -53,7 +53,7 @@ void mqtt_client_paho::connect_initially() {
 
 std::vector<std::string> mqtt_client_paho::look_up(clock::time_point deadline,
                                                    const std::function<bool()>& given_up) const {
-  auto addresses = look_up_name(host_, deadline, given_up);
+  auto addresses = look_up_name(host_, address_family::any, deadline, given_up);
   if (connection_.chooses_address_itself()) {
     addresses.resize(1);
   }
