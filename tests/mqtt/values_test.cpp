@@ -54,6 +54,9 @@ TEST(mqtt_client_settings, every_field_of_the_key_tells_connections_apart) {
     same.logger = std::make_shared<liblog::memory_logger>();
     EXPECT_TRUE(changed == same);
     EXPECT_EQ(hash(changed), hash(same));
+    same.family = address_family::ipv6;  // which only equality sees
+    EXPECT_FALSE(changed == same);
+    EXPECT_EQ(hash(changed), hash(same));
   }
 }
 
