@@ -47,8 +47,9 @@ struct mqtt_client_settings {
   /// Seconds for the first connection attempt, and for an answer to a subscription. Clamped to
   /// what the library can carry. Not part of the key.
   std::int64_t connect_timeout = 0;
-  /// Empty: none.
+  /// Empty: none, neither of this nor of the password; with a password, an empty one.
   std::string user_name;
+  /// Empty: none.
   libkavuhelper::settings::secure_string password;
   /// Seconds between signs of life (MQTT 3.1.1, section 3.1.2.10).
   std::int64_t keep_alive = 300;
