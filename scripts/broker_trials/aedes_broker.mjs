@@ -7,7 +7,7 @@ import { Aedes } from 'aedes'
 const [port, tlsPort, certificates, user, password] = process.argv.slice(2)
 const broker = await Aedes.createBroker()
 broker.authenticate = (client, name, secret, done) =>
-  done(null, name === user && secret?.toString() === password)
+  done(null, name == null || name === user && secret?.toString() === password)
 broker.authorizeSubscribe = (client, subscription, done) =>
   done(null, subscription.topic.startsWith('forbidden/') ? null : subscription)
 

@@ -76,14 +76,14 @@ class Clients:
     def __init__(self, broker):
         self.broker = broker
 
-    def _probe(self, arguments, tls=False):
+    def _probe(self, arguments, tls=False, user=makers.USER):
         port = self.broker.tls_port if tls else self.broker.port
-        return [_probe, *arguments, "--json", "--port", str(port), "--user", makers.USER]
+        return [_probe, *arguments, "--json", "--port", str(port)] + (["--user", user] if user else [])
 
-    def probe(self, *arguments, password=makers.PASSWORD, tls=False):
+    def probe(self, *arguments, user=makers.USER, password=makers.PASSWORD, tls=False):
         """Runs kavu-probe to its end; its last report, and what it said on standard error."""
         done = subprocess.run(
-            self._probe(arguments, tls), capture_output=True, text=True, timeout=_longest,
+            self._probe(arguments, tls, user), capture_output=True, text=True, timeout=_longest,
             env=os.environ | {"KAVU_PROBE_PASSWORD": password})
         return json.loads(done.stdout.splitlines()[-1]), done.stderr
 

@@ -1,6 +1,7 @@
 """How the broker of each maker is started: private files, loopback ports, one user, one forbidden topic.
 
-The user may do everything below trial/ and TRAVO/ and must not read below forbidden/.
+The user may do everything below trial/ and TRAVO/ and must not read below forbidden/. Who gives no
+name is let in as well.
 """
 
 import json
@@ -81,6 +82,7 @@ class Mosquitto(Broker):
         self.write("acl", f"user {USER}\ntopic readwrite #\ntopic deny forbidden/#\n")
         self.write("conf", f"""user root
 password_file {passwords}
+allow_anonymous true
 acl_file {self.directory}/acl
 listener {self.port} 127.0.0.1
 listener {self.tls_port} 127.0.0.1
@@ -115,7 +117,9 @@ class RabbitMq(Broker):
 log.console = true
 log.file = false
 load_definitions = {definitions}
-mqtt.allow_anonymous = false
+mqtt.allow_anonymous = true
+mqtt.default_user = {USER}
+mqtt.default_pass = {PASSWORD}
 mqtt.listeners.tcp.1 = 127.0.0.1:{self.port}
 mqtt.listeners.ssl.1 = 127.0.0.1:{self.tls_port}
 ssl_options.cacertfile = {self.certificates}/ca.pem
@@ -179,7 +183,8 @@ class Ejabberd(Broker):
 loglevel: info
 certfiles: ["{both}"]
 ca_file: "{self.certificates}/ca.pem"
-auth_method: internal
+auth_method: [internal, anonymous]
+anonymous_protocol: login_anon
 listen:
   - {{port: {self.port}, ip: "127.0.0.1", module: mod_mqtt}}
   - {{port: {self.tls_port}, ip: "127.0.0.1", module: mod_mqtt, tls: true}}

@@ -39,6 +39,12 @@ def password(clients):
     return _yes("Check your credentials" in why, "another reason shown")
 
 
+@trial("Anonymous")
+def anonymous(clients):
+    report, why = clients.probe("check", user="")
+    return _yes(report["ok"], "refused" if "Check your credentials" in why else why)
+
+
 @trial("TLS, the server checked against an authority")
 def tls(clients):
     here = clients.broker.certificates

@@ -40,6 +40,7 @@ mqtt_client_paho::mqtt_client_paho(
     const mqtt_client_settings& settings,
     std::weak_ptr<libstringutils::random_string_generator_interface> random_generator)
     : host_(settings.host),
+      family_(settings.family),
       connect_timeout_(clamp_connect_timeout(settings.connect_timeout)),
       longest_publish_(longest_publishing(settings.keep_alive) + connect_timeout_),
       reconnects_(settings.automatic_reconnect),

@@ -99,6 +99,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
                                  clock::time_point deadline);
 
   const std::string host_;
+  const address_family family_;
   const std::chrono::seconds connect_timeout_;
   const std::chrono::seconds longest_publish_;
   const bool reconnects_;

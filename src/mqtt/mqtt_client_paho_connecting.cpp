@@ -53,11 +53,8 @@ void mqtt_client_paho::connect_initially() {
 
 std::vector<std::string> mqtt_client_paho::look_up(clock::time_point deadline,
                                                    const std::function<bool()>& given_up) const {
-  auto addresses = look_up_name(host_, deadline, given_up);
-  if (connection_.chooses_address_itself()) {
-    addresses.resize(1);
-  }
-  return addresses;
+  const auto ask = connection_.chooses_address_itself() ? foresee_address : look_up_name;
+  return ask(host_, family_, deadline, given_up);
 }
 
 // The next address is only for when the one before led to nobody who answers, and soon.

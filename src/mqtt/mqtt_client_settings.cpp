@@ -60,7 +60,7 @@ bool mqtt_client_settings::operator==(const mqtt_client_settings& other) const {
          client_id_suffix_length == other.client_id_suffix_length && user_name == other.user_name &&
          password == other.password && keep_alive == other.keep_alive &&
          clean_session == other.clean_session && automatic_reconnect == other.automatic_reconnect &&
-         tls == other.tls;
+         tls == other.tls && family == other.family;
 }
 
 }  // namespace brunvik::monitoring_modules::mqtt

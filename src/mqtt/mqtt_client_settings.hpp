@@ -8,6 +8,7 @@
 
 #include "kavuhelper/settings/secure_string.hpp"
 #include "liblog/log_interface.hpp"
+#include "mqtt/address_family.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
 
@@ -33,9 +34,9 @@ struct tls_settings {
 
 /// The complete description of one broker connection.
 ///
-/// It is also the key under which sensors share a client: equality and hash cover all fields but
+/// It is also the key under which sensors share a client: equality covers all fields but
 /// `connect_timeout` and `logger`, so two sensors that differ only in these share a connection,
-/// and the first one's values are in effect.
+/// and the first one's values are in effect. The hash leaves `family` out as well.
 struct mqtt_client_settings {
   /// Host name or address without scheme and port; IPv6 literals in brackets.
   std::string host;
@@ -46,8 +47,9 @@ struct mqtt_client_settings {
   /// Seconds for the first connection attempt, and for an answer to a subscription. Clamped to
   /// what the library can carry. Not part of the key.
   std::int64_t connect_timeout = 0;
-  /// Empty: none.
+  /// Empty: none, neither of this nor of the password; with a password, an empty one.
   std::string user_name;
+  /// Empty: none.
   libkavuhelper::settings::secure_string password;
   /// Seconds between signs of life (MQTT 3.1.1, section 3.1.2.10).
   std::int64_t keep_alive = 300;
@@ -55,6 +57,8 @@ struct mqtt_client_settings {
   /// Whether the client connects again by itself, the first time included.
   bool automatic_reconnect = true;
   tls_settings tls;
+  /// Over which addresses of the host to connect.
+  address_family family = address_family::any;
   /// Where the client's lines go as well, up to severity 7. The client refers to it weakly. Not
   /// part of the key.
   std::shared_ptr<liblog::log_interface> logger;

@@ -4,8 +4,11 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "mqtt/address_family.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
 
@@ -13,6 +16,15 @@ namespace brunvik::monitoring_modules::mqtt {
 std::string with_brackets(const std::string& address);
 /// A host of a URI as it is looked up and compared: without the brackets, if it has some.
 std::string without_brackets(const std::string& host);
+
+/// The address that a text without brackets stands for, written as the C library writes it; nothing
+/// when it is a name. Asks nobody.
+std::optional<std::string> parse_address(const std::string& text);
+
+/// Of an address as text: `ipv4` or `ipv6`.
+address_family family_of(const std::string& address);
+/// As the C library calls it: AF_UNSPEC, AF_INET or AF_INET6.
+int to_socket_family(address_family family);
 
 /// Sorts addresses: those of IPv4 first, otherwise in the order in which they came.
 void put_ipv4_first(std::vector<std::string>& addresses);

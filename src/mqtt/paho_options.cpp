@@ -82,8 +82,7 @@ void paho_options::set_connection(const mqtt_client_settings& settings) {
       static_cast<int>(std::clamp<std::int64_t>(settings.keep_alive, 0, longest_keep_alive));
   connect.cleansession = settings.clean_session ? 1 : 0;
   connect.maxInflight = any_number_in_flight;
-  connect.username = user_name_.c_str();
-  connect.password = password_.text.c_str();
+  set_credentials();
   connect.connectTimeout =
       static_cast<int>(clamp_connect_timeout(settings.connect_timeout).count());
   connect.retryInterval = 0;
@@ -92,6 +91,15 @@ void paho_options::set_connection(const mqtt_client_settings& settings) {
   connect.automaticReconnect = 0;
   connect.minRetryInterval = 1;
   connect.maxRetryInterval = 60;
+}
+
+// Empty texts would be sent as they are, and some brokers that let everybody in refuse an empty
+// user name. A password cannot go without a user name (MQTT 3.1.1, section 3.1.2.9).
+void paho_options::set_credentials() {
+  const bool has_password = !password_.text.empty();
+  const bool has_user_name = has_password || !user_name_.empty();
+  connect.username = has_user_name ? user_name_.c_str() : nullptr;
+  connect.password = has_password ? password_.text.c_str() : nullptr;
 }
 
 void paho_options::set_tls(client_log& log) {

@@ -38,6 +38,7 @@ class paho_options {
 
  private:
   void set_connection(const mqtt_client_settings& settings);
+  void set_credentials();
   void set_tls(client_log& log);
 
   /// A secret as the library wants it.

@@ -34,7 +34,8 @@ void read_body(field_reader body, unsigned flags, mqtt_packet& packet) {
     case step::connect_received:
       body.text();
       packet.protocol_level = body.byte();
-      body.take(3);  // flags and keep-alive interval
+      packet.connect_flags = body.byte();
+      body.number();  // keep-alive interval
       packet.client_id = body.text();
       return;
     case step::publish_received:

@@ -52,6 +52,7 @@ struct mqtt_packet {
 
   // CONNECT
   int protocol_level = 0;
+  std::uint8_t connect_flags = 0;
   std::string client_id = {};
 
   // CONNACK: one code. SUBACK: one for each filter.

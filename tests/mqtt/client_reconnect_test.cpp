@@ -150,6 +150,8 @@ TEST_F(client_reconnect_test, every_address_of_a_name_is_tried) {
   ASSERT_TRUE(
       eventually([&] { return client->is_connected() && logged("Connected to: tcp://[::1]:"); }));
   EXPECT_TRUE(make(settings)->is_connected());
+  settings.family = address_family::ipv4;
+  EXPECT_FALSE(make(settings)->is_connected());
 }
 
 // Losses, failed attempts and returns meet the destructor in every order; nothing of what is gone

@@ -228,6 +228,24 @@ TEST_F(misbehaving_broker_test, a_broker_that_answers_again_is_waited_for_again)
   broker_.release(again);
 }
 
+// Some brokers that let everybody in refuse an empty user name.
+TEST_F(misbehaving_broker_test, credentials_are_sent_only_where_there_are_some) {
+  struct {
+    const char* user_name;
+    const char* password;
+    int flags;
+  } const cases[] = {
+      {"", "", 0x02}, {"anna", "", 0x82}, {"anna", "secret", 0xc2}, {"", "secret", 0xc2}};
+  for (const auto& each : cases) {
+    broker_.forget_packets();
+    auto settings = settings_for(broker_.port());
+    settings.user_name = each.user_name;
+    settings.password = libkavuhelper::settings::secure_string(each.password);
+    EXPECT_TRUE(make(settings)->is_connected());
+    EXPECT_EQ(broker_.packets(step::connect_received).back().packet.connect_flags, each.flags);
+  }
+}
+
 // While one sensor waits for its subscription, another one's end does not.
 TEST_F(misbehaving_broker_test, unsubscribing_does_not_wait_for_somebody_elses_answer) {
   const auto client = connect(60);

@@ -56,9 +56,13 @@ void bring_up_loopback() {
   require(up, "bringing up the loopback interface");
 }
 
-void replace_file(const std::string& path, const std::string& text) {
+std::filesystem::path write_replacement(const std::string& name, const std::string& text) {
   static const temporary_directory directory;
-  const auto file = directory.write(std::filesystem::path(path).filename().string(), text);
+  return directory.write(name, text);
+}
+
+void replace_file(const std::string& path, const std::string& text) {
+  const auto file = write_replacement(std::filesystem::path(path).filename().string(), text);
   require(::mount(file.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0, path.c_str());
 }
 
@@ -73,6 +77,10 @@ std::string enter_private_network() try {
   return {};
 } catch (const std::exception& failure) {
   return failure.what();
+}
+
+void set_name_sources(const std::string& sources) {
+  write_replacement("nsswitch.conf", "hosts: " + sources + "\n");
 }
 
 name_server::name_server(std::size_t answers)
@@ -119,12 +127,16 @@ void name_server::loop() {
 }
 
 // RFC 1035: the question once more, which follows 12 bytes of header, and the address if it is an
-// IPv4 one that was asked for.
+// IPv4 one that was asked for, or that there is no such name.
 std::string name_server::answer(std::string question) {
   const auto end = question.find('\0', 12) + 5;  // the name's end, type and class
-  const bool has_address = question.at(end - 3) == 1;
+  const bool exists = question.compare(12, 5, "\4none") != 0;
+  const bool has_address = exists && question.at(end - 3) == 1;
   question.resize(end);
   question.replace(2, 10, std::string("\x81\x80\0\1\0\0\0\0\0\0", 10));
+  if (!exists) {
+    question[3] = '\x83';
+  }
   if (has_address) {
     question[7] = 1;
     question += std::string("\xc0\x0c\0\1\0\1\0\0\0\0\0\4\x7f\0\0\1", 16);

@@ -13,7 +13,12 @@ namespace kavu_test {
 /// Returns what has failed, or nothing. Must be called before there is a second thread.
 std::string enter_private_network();
 
-/// The name server of a private network: every host has the address 127.0.0.1.
+/// Where the C library looks for names in a private network, as nsswitch.conf says it: at first in
+/// the file of hosts and at name servers. May take effect with the next name only.
+void set_name_sources(const std::string& sources);
+
+/// The name server of a private network: every host has the address 127.0.0.1, except those of the
+/// domain "none.", which do not exist.
 class name_server {
  public:
   static constexpr std::size_t always = std::numeric_limits<std::size_t>::max();

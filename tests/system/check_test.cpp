@@ -45,7 +45,15 @@ TEST(connection_check, is_true_or_says_why_not_in_time) {
       {at(free_loopback_port()), false, "TCP/TLS connect failure"},
       {at(stopped.port()), false, "TCP connect timeout", 5s},
       {at(1883).set("host", "no.such.host.invalid"), false,
-       "The host name 'no.such.host.invalid' could not be resolved: "},
+       "The host name 'no.such.host.invalid' could not be resolved to an IPv4 address: "},
+      {at(broker.port()).user("probe", "right").set("ipversion", "IPv6"), false,
+       "The host '127.0.0.1' is not an IPv6 address"},
+      {at(broker.tls_port())
+           .user("probe", "right")
+           .tls(all.authority.pem)
+           .set("ipversion", "IPv6")
+           .set("host", "localhost"),
+       false, "The host name 'localhost' has an IPv4 address, which would be used with TLS"},
   };
   module_host host;
   for (auto& each : cases) {
