@@ -15,10 +15,8 @@ namespace kavu_probe {
 namespace {
 
 std::string state_text(bool ok, const std::optional<message_text>& message) {
-  if (ok) {
-    return message ? "ok: " + message_line(message) : "ok";
-  }
-  return message ? "error: " + message_line(message) : "error";
+  const std::string state = ok ? "ok" : "error";
+  return message ? state + ": " + message_line(message) : state;
 }
 
 std::string log_line(const kavu::wire::LogRecord& record) {
@@ -61,6 +59,22 @@ std::string message_line(const std::optional<message_text>& message) {
   return message ? printable(message->text) : "";
 }
 
+std::string state_line(const scan_report& report) {
+  const verdict taken = verdict_of(report);
+  std::string line = taken == verdict::ok ? "ok" : taken == verdict::warning ? "warning" : "error";
+  if (report.message) {
+    line += ": " + message_line(report.message);
+  } else if (!report.note.empty()) {
+    line += ": " + report.note;
+  }
+  return line;
+}
+
+std::string empty_note(const scan_report& report, const channel_report& channel) {
+  // What the line above the channels says already is not said again for each of them.
+  return channel.why_empty == report.note ? "" : channel.why_empty;
+}
+
 std::string reporter::sensor_name(const std::string& kind) const {
   const sensor_kind* const sensor = module_.find_sensor(kind);
   return sensor == nullptr ? kind : printable(texts_.text(kind + ".display", sensor->display));
@@ -86,8 +100,7 @@ void reporter::show(const scan_report& report) const {
 
 void reporter::show_text(const scan_report& report) const {
   print_line(fmt::format("{}  {} ({} {})  {}", local_time_of_day(report.time),
-                         sensor_name(report.kind), report.kind, report.id,
-                         state_text(report.ok, report.message)));
+                         sensor_name(report.kind), report.kind, report.id, state_line(report)));
   std::size_t name_width = 0;
   std::size_t value_width = 0;
   for (const channel_report& channel : report.channels) {
@@ -98,8 +111,10 @@ void reporter::show_text(const scan_report& report) const {
     std::string line =
         fmt::format("  {}  {} {}", pad_right(printable(channel.name), name_width),
                     pad_left(value_text(channel), value_width), unit_for_people(channel));
-    if (channel.counter) {
-      line += channel.value ? " (since the last value)" : " (no difference yet)";
+    if (channel.counter && channel.value) {
+      line += " (since the last value)";
+    } else if (const std::string why = empty_note(report, channel); !why.empty()) {
+      line += fmt::format(" ({})", why);
     }
     print_line(std::string_view(line).substr(0, line.find_last_not_of(' ') + 1));
   }
@@ -120,6 +135,12 @@ void reporter::show(const check_report& report) const {
   }
   if (report.reasons.empty()) {
     tell_failure(report.kind, report.message);
+  }
+}
+
+void reporter::tell_reason(const scan_report& report, const std::string& reason) const {
+  if (!report.message || reason.find(report.message->text) == std::string::npos) {
+    print_failure(fmt::format("{} {}: {}", report.kind, report.id, printable(reason)));
   }
 }
 

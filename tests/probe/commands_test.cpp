@@ -126,6 +126,15 @@ TEST(scan_series, goes_on_after_failures) {
   }
 }
 
+TEST(scan_series, tells_the_reason_of_failures_in_a_row_once) {
+  probe_run run(scan("fails", {"--scans", "3"}));
+  EXPECT_EQ(run.wait(), 1);
+  const std::string failure = "kavu-probe: tank_sensor 1: Refused by 'tank,1': full (100%)\n";
+  const std::string reason = "kavu-probe: tank_sensor 1: The tank \\x1b[31mrefused\n";
+  const std::string of_creation = "kavu-probe: tank_sensor 1: The tank is away\n";
+  EXPECT_EQ(run.errors(), failure + of_creation + reason + failure + failure);
+}
+
 TEST(scan_series, ends_at_what_cannot_become_better) {
   probe_run unknown(on_test_module({"scan", "sensor", "missing_sensor", "--scans", "0", "--json"}));
   EXPECT_EQ(unknown.wait(), 1);

@@ -130,7 +130,8 @@ class demo {
 
   void add_sensor(const demo_sensor_plan& plan) {
     const auto id = static_cast<std::int32_t>(sensors_.size()) + 1;
-    settings_builder settings = make_sensor_settings(context_, plan.kind, id, options_.interval);
+    settings_builder settings =
+        make_sensor_settings(context_, plan.kind, id, options_.interval, common_.log);
     for (const named_value& item : plan.settings) {
       settings.set(item.name, item.value);
     }
