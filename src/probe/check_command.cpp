@@ -20,7 +20,7 @@ kavu::wire::CheckData make_request(const probe_context& context, const std::stri
   set_connection(settings, context.options.connection, context.credentials);
   // A check says why it failed in its log only, so that is always wanted.
   add_common_settings(settings, context.options.connection, /*logging=*/true, usual_interval);
-  settings.check_required();
+  settings.check();
   kavu::wire::CheckData request;
   request.set_kind(name);
   settings.fill(request);

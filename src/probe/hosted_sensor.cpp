@@ -4,6 +4,7 @@
 
 #include "probe/connection_settings.hpp"
 #include "probe/failure.hpp"
+#include "probe/nearest.hpp"
 #include "probe/utf8.hpp"
 
 namespace kavu_probe {
@@ -33,8 +34,12 @@ settings_builder make_sensor_settings(const probe_context& context, const std::s
                                       bool logging) {
   const sensor_kind* const sensor = context.module.find_sensor(kind);
   if (sensor == nullptr) {
-    throw usage_error(
-        fmt::format("The module describes no sensor \"{}\" (see info).", printable(kind)));
+    std::vector<std::string_view> known;
+    for (const sensor_kind& other : context.module.sensors) {
+      known.push_back(other.name);
+    }
+    throw usage_error(fmt::format("The module describes no sensor \"{}\"{} (see info)",
+                                  printable(kind), did_you_mean(kind, known)));
   }
   settings_builder settings(context.module, sensor->sections, id);
   set_connection(settings, context.options.connection, context.credentials);

@@ -11,8 +11,8 @@ namespace kavu_probe {
 /// Reads "name=temp,path=$.t[?(@.a,b)],type=absolute_float,unit=C,scale=0.1" in any order.
 ///
 /// A comma separates only before one of these five keys with its "=", so that a path may hold
-/// commas. Throws usage_error when name or path is missing, a key stands twice, or the text does
-/// not start with one.
+/// commas. Throws usage_error when name or path is missing, a key stands twice, the text does not
+/// start with one, or a comma is followed by what looks like a mistyped one.
 channel_option parse_channel_option(std::string_view text);
 
 /// Reads "section.group.setting=value"; the value may hold anything. Throws usage_error without a

@@ -19,6 +19,25 @@ std::string state_text(bool ok, const std::optional<message_text>& message) {
   return message ? state + ": " + message_line(message) : state;
 }
 
+/// A certificate, of which a log line may hold many, fills the screen and says nothing there.
+std::string without_pem(std::string_view text) {
+  constexpr std::string_view begin = "-----BEGIN ";
+  constexpr std::string_view end = "-----END ";
+  constexpr std::string_view dashes = "-----";
+  std::string result;
+  for (;;) {
+    const std::size_t from = text.find(begin);
+    const std::size_t last_line = text.find(end, from);
+    if (from == std::string_view::npos || last_line == std::string_view::npos) {
+      return result.append(text);
+    }
+    const std::size_t to = text.find(dashes, last_line + end.size());
+    const std::size_t after = to == std::string_view::npos ? text.size() : to + dashes.size();
+    result += fmt::format("{}(PEM text, {} bytes)", text.substr(0, from), after - from);
+    text.remove_prefix(after);
+  }
+}
+
 std::string log_line(const kavu::wire::LogRecord& record) {
   static constexpr std::array names = {"emergency", "alert",  "critical", "error",
                                        "warning",   "notice", "info",     "debug"};
@@ -30,7 +49,7 @@ std::string log_line(const kavu::wire::LogRecord& record) {
           std::chrono::nanoseconds(record.time_ns())));
   return fmt::format("{} {:<9} {:>6}  {}", utc_text(time),
                      severity < names.size() ? names[severity] : "?", source,
-                     printable(record.text()));
+                     printable(without_pem(record.text())));
 }
 
 }  // namespace
@@ -82,7 +101,7 @@ std::string reporter::sensor_name(const std::string& kind) const {
 
 void reporter::tell_failure(const std::string& who,
                             const std::optional<message_text>& message) const {
-  if (json_ || !failures_show_beside_output()) {
+  if (!failures_show_beside_output()) {
     print_failure(fmt::format("{}: {}", who, message ? message_line(message) : "failed"));
   }
 }
@@ -124,7 +143,7 @@ void reporter::show(const check_report& report) const {
   if (json_) {
     print_line(to_json_line(report));
   } else {
-    print_line(fmt::format("{}  {}  {}, {} ms", local_time_of_day(report.time), report.kind,
+    print_line(fmt::format("{}  {}  {} ({} ms)", local_time_of_day(report.time), report.kind,
                            state_text(report.ok, report.message), report.elapsed_ms));
   }
   if (report.ok) {
@@ -148,7 +167,7 @@ void reporter::show(const notification_report& report) const {
   if (json_) {
     print_line(to_json_line(report));
   } else {
-    print_line(fmt::format("{}  {}  {}, {} ms", local_time_of_day(report.time), report.service,
+    print_line(fmt::format("{}  {}  {} ({} ms)", local_time_of_day(report.time), report.service,
                            state_text(report.ok, report.message), report.elapsed_ms));
   }
   if (!report.ok) {

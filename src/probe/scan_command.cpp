@@ -26,7 +26,7 @@ settings_builder make_settings(const probe_context& context, const scan_options&
     settings.set(item.name, item.value);
   }
   set_channels(settings, options.channels);
-  settings.check_required();
+  settings.check();
   return settings;
 }
 
@@ -126,14 +126,7 @@ class scan_series {
 
 int run_scan_command(const probe_context& context, const scan_options& options) {
   scan_series series(context, options);
-  try {
-    series.run();
-  } catch (const stopped&) {
-    // A series without an end is ended by a signal, as it was asked to be.
-    if (options.scans != 0) {
-      throw;
-    }
-  }
+  series.run();
   return series.all_well() ? exit_code::well : exit_code::answer_is_error;
 }
 

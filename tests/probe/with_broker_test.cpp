@@ -40,7 +40,7 @@ TEST(custom, keeps_what_the_sensor_gave_from_scan_to_scan) {
   outside.publish("t", R"({"b":9223372036854775807,"n":107,"f":0.5,"s":"better"})");
   ASSERT_TRUE(run.wait_for("better"));
   run.process().send_signal(SIGINT);
-  EXPECT_EQ(run.wait(), 0);
+  EXPECT_EQ(run.wait(), 128 + SIGINT);
   const std::string lines = run.output();
   const auto begin = lines.rfind('\n', lines.find("better"));
   const json scan = json::parse(lines.substr(begin + 1, lines.find('\n', begin + 1) - begin - 1));

@@ -136,7 +136,7 @@ class demo {
       settings.set(item.name, item.value);
     }
     set_channels(settings, plan.channels);
-    settings.check_required();
+    settings.check();
     table_entry entry;
     entry.title = context_.output.sensor_name(plan.kind) + ", " + plan.subject;
     entry.counting_time =
