@@ -203,6 +203,24 @@ TEST(signals, end_a_call_that_does_not_come_back) {
   }
 }
 
+TEST(output, of_a_failure_comes_once_where_both_outputs_meet) {
+  for (const char* const form : {"", " --json"}) {
+    temporary_directory directory;
+    const auto both = directory.path() / "both";
+    child_process shell({"/bin/sh", "-c",
+                         std::string("exec \"$0\" scan sensor tank_sensor --set topic=fails") +
+                             " --interval 0.05 --module \"$1\"" + form + " 2>&1",
+                         KAVU_PROBE, KAVU_TEST_MODULE},
+                        both);
+    EXPECT_EQ(shell.wait(), 1);
+    std::ostringstream said;
+    said << std::ifstream(both).rdbuf();
+    const std::string failure = "Refused by 'tank,1'";
+    EXPECT_NE(said.str().find(failure), std::string::npos) << said.str();
+    EXPECT_EQ(said.str().find(failure), said.str().rfind(failure)) << said.str();
+  }
+}
+
 TEST(output, that_nobody_reads_ends_the_series) {
   // The reader closes the pipe after the first line.
   const std::string line = std::string(KAVU_PROBE) + " scan sensor tank_sensor --set topic=counts" +
