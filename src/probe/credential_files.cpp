@@ -78,6 +78,9 @@ secret read_password(std::string_view option, const std::string& path) {
     fail(option, path,
          "it holds several lines, and a password is one (whose end, LF or CR LF, is cut off)");
   }
+  if (text.empty()) {
+    fail(option, path, "it is empty");
+  }
   return secret(std::string(text));
 }
 

@@ -56,6 +56,7 @@ TEST(usage, ends_with_2_and_one_line) {
       {{"check", "--port", "70000"}, "70000 is more than 65535"},
       {{"check", "--user", "u", "--password-file", "/nowhere"}, "No such file"},
       {{"check", "--user", "u", "--password-file", lines}, "holds several lines"},
+      {{"check", "--user", "u", "--password-file", "/dev/null"}, "it is empty"},
       {{"check", "--user", "u", "--password-file", return_only}, "(whose end, LF or CR LF,"},
       {{"check", "--tls", "--ca", "/dev/null"}, "no PEM text"},
       {{"scan", "sensor", "none"}, "no sensor \"none\""},
