@@ -3,12 +3,10 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 
 #include "probe/command_line_fault.hpp"
 #include "probe/failure.hpp"
 #include "probe/option_text.hpp"
-#include "probe/utf8.hpp"
 
 namespace kavu_probe {
 namespace {
@@ -21,23 +19,6 @@ struct raw_texts {
   std::vector<std::string> settings;
   std::vector<std::string> channels;
 };
-
-/// For an option whose empty text would be taken for its default.
-std::string not_empty(const std::string& text) {
-  return text.empty() ? "a value is needed" : "";
-}
-
-std::function<std::string(const std::string&)> whole_number(std::int64_t least, std::int64_t most) {
-  return [least, most](const std::string& text) -> std::string {
-    std::int64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [after, failure] = std::from_chars(text.data(), end, number);
-    if (failure == std::errc() && after == end && number >= least && number <= most) {
-      return "";
-    }
-    return fmt::format("\"{}\" is not a whole number from {} to {}", printable(text), least, most);
-  };
-}
 
 class command_line {
  public:
@@ -118,9 +99,9 @@ class command_line {
     };
     add("--host", connection.host, "NAME", "Name or address (127.0.0.1)");
     add("--port", connection.port, "NUMBER", "Port (what the module declares, 1883)")
-        ->check(whole_number(0, INT32_MAX));
+        ->check(whole_number_check(0, INT32_MAX));
     add("--timeout", connection.timeout_s, "SECONDS", "Time-out (10)")
-        ->check(whole_number(0, 86400));
+        ->check(whole_number_check(0, 86400));
     add("--user", connection.user, "NAME",
         "User name; the password: a file or KAVU_PROBE_PASSWORD");
     add("--password-file", connection.password_file, "FILE",
@@ -202,7 +183,7 @@ class command_line {
         app_, "demo", "Show everything at work against a private broker and a simulated plant");
     command->add_option("--scans", demo_.scans, "How many scans (3)")
         ->type_name("NUMBER")
-        ->check(whole_number(1, 1000000));
+        ->check(whole_number_check(1, 1000000));
     add_interval(command, demo_interval);
     command->parse_complete_callback([this] {
       finish_ = [this]() -> command_options {
@@ -277,10 +258,10 @@ class command_line {
     add_interval(command, scan_interval);
     command->add_option("--scans", scan_.scans, "How many scans (1); 0: until Ctrl-C")
         ->type_name("NUMBER")
-        ->check(whole_number(0, INT64_MAX));
+        ->check(whole_number_check(0, INT64_MAX));
     command->add_option("--id", scan_.id, "The sensor's number (1)")
         ->type_name("NUMBER")
-        ->check(whole_number(INT32_MIN, INT32_MAX));
+        ->check(whole_number_check(INT32_MIN, INT32_MAX));
     command->add_flag("--require-checks", scan_.require_checks,
                       "Run the checks that the sensor requires first");
     command->add_option("--set", raw_.settings, "A value for any setting (see info), repeatable")

@@ -77,7 +77,8 @@ std::string explain_rest(const CLI::ParseError& failure,
                          const std::vector<const CLI::App*>& commands) {
   const std::vector<std::string_view> below = names_below(*commands.back());
   if (dynamic_cast<const CLI::RequiredError*>(&failure) != nullptr && !below.empty()) {
-    const std::string who = commands.size() == 1 ? "a command is" : "behind " + commands.back()->get_name() + " one is";
+    const std::string who =
+        commands.size() == 1 ? "a command is" : "behind " + commands.back()->get_name() + " one is";
     return fmt::format("{} needed: {}", who, fmt::join(below, ", "));
   }
   std::string text = failure.what();
@@ -93,7 +94,7 @@ std::string explain_rest(const CLI::ParseError& failure,
 std::string explain_fault(const CLI::App& app, const CLI::ParseError& failure) {
   const std::vector<const CLI::App*> commands = given_commands(app);
   const std::vector<std::string> strangers = app.remaining(true);
-  const std::string fault = strangers.empty()                   ? explain_rest(failure, commands)
+  const std::string fault = strangers.empty() ? explain_rest(failure, commands)
                             : strangers.front().starts_with('-')
                                 ? explain_option(strangers.front(), commands)
                                 : explain_word(strangers.front(), commands);

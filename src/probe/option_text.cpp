@@ -162,4 +162,21 @@ std::chrono::nanoseconds parse_seconds(std::string_view option, std::string_view
       std::chrono::duration<double>(seconds));
 }
 
+std::string not_empty(const std::string& text) {
+  return text.empty() ? "a value is needed" : "";
+}
+
+std::function<std::string(const std::string&)> whole_number_check(std::int64_t least,
+                                                                  std::int64_t most) {
+  return [least, most](const std::string& text) -> std::string {
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [after, failure] = std::from_chars(text.data(), end, number);
+    if (failure == std::errc() && after == end && number >= least && number <= most) {
+      return "";
+    }
+    return fmt::format("\"{}\" is not a whole number from {} to {}", printable(text), least, most);
+  };
+}
+
 }  // namespace kavu_probe

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
 #include <string_view>
 
 #include "probe/options.hpp"
@@ -22,5 +25,13 @@ named_value parse_setting_option(std::string_view text);
 /// Reads seconds with an optional fraction ("2", "0.25"). Throws usage_error, naming `option`,
 /// unless they are between a millisecond and a year.
 std::chrono::nanoseconds parse_seconds(std::string_view option, std::string_view text);
+
+/// For an option whose empty text would be taken for its default: why `text` cannot be meant, or
+/// nothing.
+std::string not_empty(const std::string& text);
+
+/// The same for a whole number within limits, both inclusive.
+std::function<std::string(const std::string&)> whole_number_check(std::int64_t least,
+                                                                  std::int64_t most);
 
 }  // namespace kavu_probe
