@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "probe/connection_settings.hpp"
 #include "probe/failure.hpp"
 #include "probe/option_text.hpp"
 
@@ -13,6 +14,7 @@ namespace {
 
 // Texts of options that are only understood after the whole line has been read.
 struct raw_texts {
+  std::string ip = "auto";
   std::string interval;
   std::string topic;
   std::string message_path;
@@ -45,6 +47,7 @@ class command_line {
       throw usage_error(one_line(failure.what()) + " (see kavu-probe --help)");
     }
     check_connection();
+    check_ip_version();
     return {program_options{common_, finish_()}, ""};
   }
 
@@ -95,6 +98,8 @@ class command_line {
       return app_.add_option(name, target, help)->type_name(type)->group("Connection");
     };
     add("--host", connection.host, "NAME", "Name or address (127.0.0.1)");
+    add("--ip", raw_.ip, "4|6|auto", "Version of IP to connect with; not for notify (auto)")
+        ->check(CLI::IsMember({"4", "6", "auto"}).description(""));
     add("--port", connection.port, "NUMBER", "Port (what the module declares, 1883)");
     add("--timeout", connection.timeout_s, "SECONDS", "Time-out (10)")
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{86400}).description(""));
@@ -123,6 +128,19 @@ class command_line {
          "--cert");
     if (given.host.empty()) {
       throw usage_error("--host must not be empty.");
+    }
+  }
+
+  void check_ip_version() {
+    if (raw_.ip == "auto") {
+      return;
+    }
+    connection_options& connection = common_.connection;
+    connection.ip = raw_.ip == "4" ? ip_version::ipv4 : ip_version::ipv6;
+    const ip_version address = make_host_address(connection.host).version;
+    if (address != ip_version::automatic && address != connection.ip) {
+      throw usage_error(
+          fmt::format("--ip {}: {} is an address of the other version.", raw_.ip, connection.host));
     }
   }
 
@@ -257,7 +275,14 @@ class command_line {
         ->required();
     command->add_option("--client-id", notify_.client_id, "MQTT client identifier (kavu_probe_)")
         ->type_name("TEXT");
-    command->parse_complete_callback([this] { finish_ = [this] { return notify_; }; });
+    command->parse_complete_callback([this] {
+      finish_ = [this] {
+        if (common_.connection.ip != ip_version::automatic) {
+          throw usage_error("--ip has no effect on notify, which uses both versions of IP.");
+        }
+        return notify_;
+      };
+    });
   }
 
   static constexpr const char* demo_interval = "3";
