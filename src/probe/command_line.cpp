@@ -8,6 +8,7 @@
 #include "probe/connection_settings.hpp"
 #include "probe/failure.hpp"
 #include "probe/option_text.hpp"
+#include "probe/scan_inputs.hpp"
 
 namespace kavu_probe {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 struct raw_texts {
   std::string ip = "auto";
   std::string interval;
-  std::string topic;
+  std::optional<std::string> topic;
   std::string message_path;
   std::vector<std::string> settings;
   std::vector<std::string> channels;
@@ -203,7 +204,15 @@ class command_line {
   }
 
   void add_topic(CLI::App* command, const char* help, bool required) {
-    command->add_option("--topic", raw_.topic, help)->type_name("TOPIC")->required(required);
+    const auto take = [this](const std::string& topic) {
+      if (topic.empty()) {
+        throw usage_error("--topic must not be empty.");
+      }
+      raw_.topic = topic;
+    };
+    command->add_option_function<std::string>("--topic", take, help)
+        ->type_name("TOPIC")
+        ->required(required);
   }
 
   void add_custom(CLI::App* command) {
@@ -222,6 +231,12 @@ class command_line {
     command->add_flag_callback(
         "--duration", [this] { set("duration_since_last_message", "enable"); },
         "Show the time since the last message");
+    command
+        ->add_option("--max-age", scan_.max_age_s,
+                     "A last message that is older, or none at all, is an error; shows the time "
+                     "since then")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(std::int64_t{1}, longest_age_s).description(""));
   }
 
   CLI::App* add_scan(CLI::App* parent, const char* name, const char* help, const char* kind,
@@ -250,8 +265,8 @@ class command_line {
     }
     result.at_once = at_once;
     result.interval = interval_or(scan_interval);
-    if (!raw_.topic.empty()) {
-      result.settings.push_back({"topic", raw_.topic});
+    if (raw_.topic) {
+      result.settings.push_back({"topic", *raw_.topic});
     }
     if (!raw_.message_path.empty()) {
       result.settings.push_back({"message_path", raw_.message_path});
@@ -262,6 +277,10 @@ class command_line {
     for (const std::string& text : raw_.channels) {
       result.channels.push_back(parse_channel_option(text));
     }
+    if (result.max_age_s) {
+      result.settings.push_back({"duration_since_last_message", "enable"});
+    }
+    check_scan_inputs(result);
     return result;
   }
 
@@ -280,6 +299,7 @@ class command_line {
         if (common_.connection.ip != ip_version::automatic) {
           throw usage_error("--ip has no effect on notify, which uses both versions of IP.");
         }
+        check_publish_topic(notify_.topic);
         return notify_;
       };
     });
@@ -287,6 +307,7 @@ class command_line {
 
   static constexpr const char* demo_interval = "3";
   static constexpr const char* scan_interval = "5";
+  static constexpr std::int64_t longest_age_s = 10LL * 365 * 24 * 3600;
 
   CLI::App app_;
   common_options common_;

@@ -71,6 +71,8 @@ struct scan_options {
   /// Scan when the sensor has been created, not an interval later.
   bool at_once = false;
   bool require_checks = false;
+  /// A result whose last message is older than this, or that knows of none, is an error.
+  std::optional<std::int64_t> max_age_s;
   std::vector<named_value> settings;
   std::vector<channel_option> channels;
 };

@@ -54,6 +54,7 @@ TEST(usage, ends_with_2_and_one_line) {
       {{"check", "--ip", "6", "--host", "127.0.0.1"}, "127.0.0.1 is an address of the other"},
       {{"check", "--ip", "4", "--host", "[::1]"}, "[::1] is an address of the other"},
       {{"notify", "--ip", "4", "--topic", "t", "--message", "m"}, "no effect on notify"},
+      {{"notify", "--topic", "a/+", "--message", "m"}, "\"a/+\" holds the wildcard \"+\""},
       {{"check", "--user", "u", "--password-file", "/nowhere"}, "No such file"},
       {{"check", "--tls", "--ca", "/dev/null"}, "no PEM text"},
       {{"scan", "sensor", "none"}, "no sensor \"none\""},
