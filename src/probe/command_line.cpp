@@ -296,7 +296,7 @@ class command_line {
         ->type_name("TEXT");
     command->parse_complete_callback([this] {
       finish_ = [this] {
-        if (common_.connection.ip != ip_version::automatic) {
+        if (raw_.ip != "auto") {
           throw usage_error("--ip has no effect on notify, which uses both versions of IP.");
         }
         check_publish_topic(notify_.topic);
