@@ -1,7 +1,5 @@
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "probe/commands.hpp"
 #include "probe/connection_settings.hpp"
 #include "probe/failure.hpp"
@@ -22,21 +20,11 @@ kavu::wire::CheckData make_request(const probe_context& context, const std::stri
   set_connection(settings, context.options.connection, context.credentials);
   // A check says why it failed in its log only, so that is always wanted.
   add_common_settings(settings, context.options.connection, /*logging=*/true, usual_interval);
-  settings.check_required();
+  settings.check();
   kavu::wire::CheckData request;
   request.set_kind(name);
   settings.fill(request);
   return request;
-}
-
-std::vector<std::string> find_reasons(const call_outcome& outcome) {
-  std::vector<std::string> reasons;
-  for (const kavu::wire::LogRecord& record : outcome.severe_records) {
-    if (std::find(reasons.begin(), reasons.end(), record.text()) == reasons.end()) {
-      reasons.push_back(record.text());
-    }
-  }
-  return reasons;
 }
 
 std::optional<message_text> find_message(const call_outcome& outcome, const translator& texts) {
@@ -71,7 +59,7 @@ check_report run_check(const probe_context& context, const std::string& name) {
   report.ok = outcome.code == KAVU_OK && !outcome.check_results.empty() &&
               outcome.check_results.back().success();
   report.message = find_message(outcome, context.texts);
-  report.reasons = find_reasons(outcome);
+  report.reasons = find_reasons(outcome.severe_records);
   return report;
 }
 

@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 
+#include "probe/command_line_fault.hpp"
 #include "probe/connection_settings.hpp"
 #include "probe/failure.hpp"
 #include "probe/option_text.hpp"
@@ -45,11 +45,12 @@ class command_line {
     } catch (const CLI::Success& asked) {
       return {std::nullopt, text_of(asked)};
     } catch (const CLI::ParseError& failure) {
-      throw usage_error(one_line(failure.what()) + " (see kavu-probe --help)");
+      throw usage_error(explain_fault(app_, failure));
     }
+    command_options command = finish_();
     check_connection();
     check_ip_version();
-    return {program_options{common_, finish_()}, ""};
+    return {program_options{common_, std::move(command)}, ""};
   }
 
  private:
@@ -77,41 +78,66 @@ class command_line {
     return text.str();
   }
 
-  static std::string one_line(std::string text) {
-    while (text.ends_with('\n')) {
-      text.pop_back();
-    }
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
-  }
-
   void add_common_options() {
-    app_.add_option("--module", common_.module_path, "The module's library")->type_name("PATH");
+    app_.add_option("--module", common_.module_path, "The module's library")
+        ->type_name("PATH")
+        ->group(common_group)
+        ->check(not_empty);
     app_.add_option("--language", common_.language, "Language of names and messages")
-        ->type_name("NAME");
-    app_.add_flag("--json", common_.json, "One JSON object per line, nothing else");
-    app_.add_flag("--log", common_.log, "The module's whole log, on standard error");
+        ->type_name("NAME")
+        ->group(common_group)
+        ->check(not_empty);
+    app_.add_flag("--json", common_.json, "One JSON object per line, nothing else")
+        ->group(common_group);
+    app_.add_flag("--log", common_.log, "The module's whole log, on standard error")
+        ->group(common_group);
   }
 
   void add_connection_options() {
     connection_options& connection = common_.connection;
     const auto add = [this](const char* name, auto& target, const char* type, const char* help) {
-      return app_.add_option(name, target, help)->type_name(type)->group("Connection");
+      return app_.add_option(name, target, help)
+          ->type_name(type)
+          ->group(connection_group)
+          ->check(not_empty);
     };
     add("--host", connection.host, "NAME", "Name or address (127.0.0.1)");
     add("--ip", raw_.ip, "4|6|auto", "Version of IP to connect with; not for notify (auto)")
         ->check(CLI::IsMember({"4", "6", "auto"}).description(""));
-    add("--port", connection.port, "NUMBER", "Port (what the module declares, 1883)");
+    add("--port", connection.port, "NUMBER", "Port (what the module declares, 1883)")
+        ->check(whole_number_check(0, INT32_MAX));
     add("--timeout", connection.timeout_s, "SECONDS", "Time-out (10)")
-        ->check(CLI::Range(std::int64_t{0}, std::int64_t{86400}).description(""));
-    add("--user", connection.user, "NAME", "User name; the password is in the file or variable");
+        ->check(whole_number_check(0, 86400));
+    add("--user", connection.user, "NAME",
+        "User name; the password: a file or KAVU_PROBE_PASSWORD");
     add("--password-file", connection.password_file, "FILE",
-        "Holds the password (else KAVU_PROBE_PASSWORD)");
-    app_.add_flag("--tls", connection.tls, "Encrypt the connection")->group("Connection");
+        "Holds the password, one line, without its end (LF or CR LF)");
+    app_.add_flag("--tls", connection.tls, "Encrypt the connection")->group(connection_group);
     add("--ca", connection.ca_file, "FILE", "Certificate authority to check the server against");
     add("--cert", connection.certificate_file, "FILE", "Certificate of this client");
     add("--key", connection.key_file, "FILE", "Key of this client's certificate");
-    add("--key-password-file", connection.key_password_file, "FILE", "Holds the key's pass phrase");
+    add("--key-password-file", connection.key_password_file, "FILE",
+        "Holds the key's pass phrase, as --password-file does");
+  }
+
+  /// The program's options of a group.
+  std::vector<const CLI::Option*> options_of(const std::string& group) const {
+    const CLI::App& app = app_;
+    return app.get_options(
+        [&group](const CLI::Option* option) { return option->get_group() == group; });
+  }
+
+  std::string describe(const std::string& group) const {
+    return CLI::Formatter().make_group(group, false, options_of(group));
+  }
+
+  void refuse_connection(const char* command, const char* why) const {
+    for (const CLI::Option* option : options_of(connection_group)) {
+      if (option->count() != 0) {
+        throw usage_error(
+            fmt::format("{} has no effect with {}: {}.", option->get_name(), command, why));
+      }
+    }
   }
 
   void check_connection() const {
@@ -149,7 +175,8 @@ class command_line {
     command
         ->add_option("--interval", raw_.interval,
                      fmt::format("Between two scans; a fraction is allowed ({})", default_text))
-        ->type_name("SECONDS");
+        ->type_name("SECONDS")
+        ->check(not_empty);
   }
 
   std::chrono::nanoseconds interval_or(const char* default_text) const {
@@ -159,6 +186,14 @@ class command_line {
   CLI::App* add_command(CLI::App& parent, const char* name, const char* help) {
     CLI::App* command = parent.add_subcommand(name, help);
     command->fallthrough();
+    // A command's help shows all that may stand behind it.
+    command->footer([this] { return describe(common_group); });
+    return command;
+  }
+
+  CLI::App* add_connecting_command(CLI::App& parent, const char* name, const char* help) {
+    CLI::App* command = add_command(parent, name, help);
+    command->footer([this] { return describe(connection_group) + describe(common_group); });
     return command;
   }
 
@@ -167,10 +202,11 @@ class command_line {
         app_, "demo", "Show everything at work against a private broker and a simulated plant");
     command->add_option("--scans", demo_.scans, "How many scans (3)")
         ->type_name("NUMBER")
-        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1000000}).description(""));
+        ->check(whole_number_check(1, 1000000));
     add_interval(command, demo_interval);
     command->parse_complete_callback([this] {
       finish_ = [this]() -> command_options {
+        refuse_connection("demo", "it starts a broker of its own");
         demo_.interval = interval_or(demo_interval);
         return demo_;
       };
@@ -179,17 +215,23 @@ class command_line {
 
   void add_info() {
     add_command(app_, "info", "Show the module's sensors and their settings")
-        ->parse_complete_callback([this] { finish_ = [] { return info_options(); }; });
+        ->parse_complete_callback([this] {
+          finish_ = [this]() -> command_options {
+            refuse_connection("info", "it connects to nothing");
+            return info_options();
+          };
+        });
   }
 
   void add_check() {
-    add_command(app_, "check", "Check the connection")->parse_complete_callback([this] {
+    add_connecting_command(app_, "check", "Check the connection")->parse_complete_callback([this] {
       finish_ = [] { return check_options(); };
     });
   }
 
   void add_scans() {
-    CLI::App* scan = add_command(app_, "scan", "Create a sensor, scan it and destroy it");
+    CLI::App* scan =
+        add_connecting_command(app_, "scan", "Create a sensor, scan it and destroy it");
     scan->require_subcommand(1);
     CLI::App* roundtrip = add_scan(scan, "roundtrip", "Send a message and wait for its return",
                                    "roundtrip_sensor", /*at_once=*/true);
@@ -204,14 +246,9 @@ class command_line {
   }
 
   void add_topic(CLI::App* command, const char* help, bool required) {
-    const auto take = [this](const std::string& topic) {
-      if (topic.empty()) {
-        throw usage_error("--topic must not be empty.");
-      }
-      raw_.topic = topic;
-    };
-    command->add_option_function<std::string>("--topic", take, help)
+    command->add_option("--topic", raw_.topic, help)
         ->type_name("TOPIC")
+        ->check(not_empty)
         ->required(required);
   }
 
@@ -224,7 +261,8 @@ class command_line {
         ->allow_extra_args(false)
         ->required();
     command->add_option("--message-path", raw_.message_path, "Where the sensor's message is")
-        ->type_name("JSONPATH");
+        ->type_name("JSONPATH")
+        ->check(not_empty);
     command->add_flag_callback(
         "--retain", [this] { set("retain_last_message", "retain"); },
         "Repeat the last values when no message has come");
@@ -236,17 +274,19 @@ class command_line {
                      "A last message that is older, or none at all, is an error; shows the time "
                      "since then")
         ->type_name("SECONDS")
-        ->check(CLI::Range(std::int64_t{1}, longest_age_s).description(""));
+        ->check(whole_number_check(1, longest_age_s));
   }
 
   CLI::App* add_scan(CLI::App* parent, const char* name, const char* help, const char* kind,
                      bool at_once) {
-    CLI::App* command = add_command(*parent, name, help);
+    CLI::App* command = add_connecting_command(*parent, name, help);
     add_interval(command, scan_interval);
     command->add_option("--scans", scan_.scans, "How many scans (1); 0: until Ctrl-C")
         ->type_name("NUMBER")
-        ->check(CLI::Range(std::int64_t{0}, INT64_MAX).description(""));
-    command->add_option("--id", scan_.id, "The sensor's number (1)")->type_name("NUMBER");
+        ->check(whole_number_check(0, INT64_MAX));
+    command->add_option("--id", scan_.id, "The sensor's number (1)")
+        ->type_name("NUMBER")
+        ->check(whole_number_check(INT32_MIN, INT32_MAX));
     command->add_flag("--require-checks", scan_.require_checks,
                       "Run the checks that the sensor requires first");
     command->add_option("--set", raw_.settings, "A value for any setting (see info), repeatable")
@@ -287,8 +327,11 @@ class command_line {
   void set(const char* name, const char* value) { scan_.settings.push_back({name, value}); }
 
   void add_notify() {
-    CLI::App* command = add_command(app_, "notify", "Publish one notification");
-    command->add_option("--topic", notify_.topic, "Where to")->type_name("TOPIC")->required();
+    CLI::App* command = add_connecting_command(app_, "notify", "Publish one notification");
+    command->add_option("--topic", notify_.topic, "Where to")
+        ->type_name("TOPIC")
+        ->check(not_empty)
+        ->required();
     command->add_option("--message", notify_.message, "What it says")
         ->type_name("TEXT")
         ->required();
@@ -305,6 +348,8 @@ class command_line {
     });
   }
 
+  static constexpr const char* common_group = "Every command";
+  static constexpr const char* connection_group = "Connection";
   static constexpr const char* demo_interval = "3";
   static constexpr const char* scan_interval = "5";
   static constexpr std::int64_t longest_age_s = 10LL * 365 * 24 * 3600;

@@ -1,6 +1,7 @@
 #include "probe/console.hpp"
 
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -68,7 +69,10 @@ terminal look_at_terminal() {
 }
 
 bool failures_show_beside_output() {
-  return isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1;
+  struct stat output {};
+  struct stat errors {};
+  return fstat(STDOUT_FILENO, &output) == 0 && fstat(STDERR_FILENO, &errors) == 0 &&
+         output.st_dev == errors.st_dev && output.st_ino == errors.st_ino;
 }
 
 }  // namespace kavu_probe

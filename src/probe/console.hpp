@@ -35,7 +35,8 @@ struct terminal {
 /// The terminal on standard output, as it is now.
 terminal look_at_terminal();
 
-/// Whether both outputs show on a terminal, so that a line written to both would be seen twice.
+/// Whether both outputs go to the same place (a terminal, a pipe after 2>&1), so that a line
+/// written to both would be seen twice.
 bool failures_show_beside_output();
 
 namespace style {

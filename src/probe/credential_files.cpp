@@ -68,11 +68,18 @@ secret read_file(std::string_view option, const std::string& path, std::size_t l
 secret read_password(std::string_view option, const std::string& path) {
   const secret content = read_file(option, path, largest_password);
   std::string_view text = content.text();
-  if (text.ends_with('\n')) {
-    text.remove_suffix(1);
+  for (const std::string_view end_of_line : {"\r\n", "\n"}) {
+    if (text.ends_with(end_of_line)) {
+      text.remove_suffix(end_of_line.size());
+      break;
+    }
   }
-  if (text.ends_with('\r')) {
-    text.remove_suffix(1);
+  if (text.find_first_of("\r\n") != std::string_view::npos) {
+    fail(option, path,
+         "it holds several lines, and a password is one (whose end, LF or CR LF, is cut off)");
+  }
+  if (text.empty()) {
+    fail(option, path, "it is empty");
   }
   return secret(std::string(text));
 }

@@ -24,8 +24,8 @@ struct connection_credentials {
 /// this process's environment so that no child inherits it.
 ///
 /// Throws usage_error naming option and file when one cannot be read, is empty where content is
-/// needed, or is larger than a certificate or password can be. One line end at the end of a
-/// password file is not part of the password.
+/// needed, or is larger than a certificate or password can be. One line end (LF or CR LF) at the
+/// end of a password file is not part of the password; a file of several lines holds none.
 connection_credentials read_credentials(const connection_options& options);
 
 }  // namespace kavu_probe

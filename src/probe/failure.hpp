@@ -5,8 +5,7 @@
 
 namespace kavu_probe {
 
-/// What the program ends with. A signal ends it with 128 plus its number instead, unless it was
-/// asked to go on until one comes.
+/// What the program ends with. A signal ends it with 128 plus its number instead.
 namespace exit_code {
 inline constexpr int well = 0;
 inline constexpr int answer_is_error = 1;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <climits>
 #include <memory>
 #include <utility>
 
@@ -27,8 +28,12 @@ void receive(std::uint64_t context, const std::uint8_t* data, std::uint32_t size
 }  // namespace
 
 host_session::host_session(const module_library& library, session_observer& observer,
-                           std::stop_token stop)
-    : library_(library), observer_(observer), stop_(std::move(stop)), calls_(inbox_) {
+                           bool whole_log, std::stop_token stop)
+    : library_(library),
+      observer_(observer),
+      stop_(std::move(stop)),
+      inbox_(whole_log ? INT_MAX : least_severe_failure),
+      calls_(inbox_) {
   const auto context = reinterpret_cast<std::uint64_t>(&inbox_);
   const std::int32_t code = library_.initialize_module(context, &receive);
   if (code != KAVU_OK) {

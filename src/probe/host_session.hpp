@@ -51,8 +51,9 @@ struct call_outcome {
 class host_session {
  public:
   /// Initialises the module. Throws probe_error when the module refuses. `library` and `observer`
-  /// must outlive this.
-  host_session(const module_library& library, session_observer& observer, std::stop_token stop);
+  /// must outlive this. The observer sees `whole_log` or only what explains failures.
+  host_session(const module_library& library, session_observer& observer, bool whole_log,
+               std::stop_token stop);
   host_session(const host_session&) = delete;
   host_session& operator=(const host_session&) = delete;
   /// Cleans the module up if close() has not.

@@ -4,6 +4,7 @@
 
 #include "probe/connection_settings.hpp"
 #include "probe/failure.hpp"
+#include "probe/nearest.hpp"
 #include "probe/utf8.hpp"
 
 namespace kavu_probe {
@@ -29,15 +30,20 @@ std::string explain(std::int32_t code) {
 }  // namespace
 
 settings_builder make_sensor_settings(const probe_context& context, const std::string& kind,
-                                      std::int32_t id, std::chrono::nanoseconds interval) {
+                                      std::int32_t id, std::chrono::nanoseconds interval,
+                                      bool logging) {
   const sensor_kind* const sensor = context.module.find_sensor(kind);
   if (sensor == nullptr) {
-    throw usage_error(
-        fmt::format("The module describes no sensor \"{}\" (see info).", printable(kind)));
+    std::vector<std::string_view> known;
+    for (const sensor_kind& other : context.module.sensors) {
+      known.push_back(other.name);
+    }
+    throw usage_error(fmt::format("The module describes no sensor \"{}\" (see info){}",
+                                  printable(kind), did_you_mean(kind, known)));
   }
   settings_builder settings(context.module, sensor->sections, id);
   set_connection(settings, context.options.connection, context.credentials);
-  add_common_settings(settings, context.options.connection, context.options.log, interval);
+  add_common_settings(settings, context.options.connection, logging, interval);
   return settings;
 }
 
@@ -57,7 +63,12 @@ std::vector<scan_report> hosted_sensor::create() {
   const call_outcome outcome = session_.create_sensor(id_, std::move(request));
   created_ = outcome.code == KAVU_OK;
   hopeless_ = outcome.code == KAVU_UNKNOWN_KIND;
-  return created_ ? std::vector<scan_report>() : make_reports(outcome, /*failed=*/true);
+  if (created_) {
+    // A sensor without a connection is created all the same; its first scan fails.
+    severe_records_ = outcome.severe_records;
+    return {};
+  }
+  return make_reports(outcome, /*failed=*/true);
 }
 
 std::vector<scan_report> hosted_sensor::scan() {
@@ -84,6 +95,12 @@ std::vector<scan_report> hosted_sensor::make_reports(const call_outcome& outcome
   if (reports.empty()) {
     reports.push_back(make_failed_scan_report(kind_, id_, explain(outcome.code)));
   }
+  severe_records_.insert(severe_records_.end(), outcome.severe_records.begin(),
+                         outcome.severe_records.end());
+  if (!reports.back().ok) {
+    reports.back().reasons = find_reasons(severe_records_);
+  }
+  severe_records_.clear();
   return reports;
 }
 

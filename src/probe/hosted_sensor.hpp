@@ -14,7 +14,8 @@ namespace kavu_probe {
 /// The settings of a sensor of the given kind under the program's connection options, all others
 /// at their defaults. Throws usage_error when the module has no such kind or a value does not fit.
 settings_builder make_sensor_settings(const probe_context& context, const std::string& kind,
-                                      std::int32_t id, std::chrono::nanoseconds interval);
+                                      std::int32_t id, std::chrono::nanoseconds interval,
+                                      bool logging);
 
 /// One sensor in the module, created again with what it has given the host to keep as often as
 /// its user wants.
@@ -46,6 +47,8 @@ class hosted_sensor {
   std::string kind_;
   std::int32_t id_;
   settings_builder settings_;
+  /// What the creation logged and no report has told yet.
+  std::vector<kavu::wire::LogRecord> severe_records_;
   bool created_ = false;
   bool hopeless_ = false;
 };

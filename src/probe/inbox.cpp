@@ -16,7 +16,9 @@ void inbox::put_message(std::span<const std::uint8_t> bytes) noexcept {
     const bool readable = bytes.size() <= INT_MAX &&
                           message.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())) &&
                           message.content_case() != kavu::wire::Envelope::CONTENT_NOT_SET;
-    put(std::move(message), bytes.size(), readable);
+    if (!message.has_log_record() || message.log_record().severity() <= least_severe_) {
+      put(std::move(message), bytes.size(), readable);
+    }
   } catch (...) {
     // Out of memory: the module must not meet an exception of its host.
   }

@@ -40,6 +40,10 @@ using inbox_event =
 /// are dropped and counted, results never.
 class inbox {
  public:
+  /// Log records less severe than `least_severe` are dropped as they come: a busy module writes
+  /// several for each message.
+  explicit inbox(int least_severe) : least_severe_(least_severe) {}
+
   /// One serialized envelope; the bytes are copied. [any-thread]
   void put_message(std::span<const std::uint8_t> bytes) noexcept;
 
@@ -54,6 +58,7 @@ class inbox {
   void put(kavu::wire::Envelope&& message, std::size_t size, bool readable);
   std::optional<inbox_event> take_locked();
 
+  const int least_severe_;
   std::mutex mutex_;
   std::condition_variable_any changed_;
   std::deque<inbox_event> events_;

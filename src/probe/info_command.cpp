@@ -182,7 +182,7 @@ class info_writer {
 int run_info_command(const probe_context& context, const std::string& document) {
   if (context.options.json) {
     print_text(document);
-    if (look_at_terminal().interactive) {
+    if (!document.ends_with('\n')) {
       print_line("");
     }
   } else {

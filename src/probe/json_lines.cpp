@@ -54,12 +54,21 @@ std::string to_json_line(const scan_report& report) {
               {"response_code", report.response_code}};
   add_message(object, report.message);
   json channels = json::array();
+  json empty = json::array();
   for (const channel_report& channel : report.channels) {
     if (channel.value) {
       channels.push_back(to_json(channel));
+    } else {
+      empty.push_back(json{{"id", channel.id},
+                           {"key", channel.key},
+                           {"name", channel.name},
+                           {"why", channel.why_empty}});
     }
   }
   object["channels"] = std::move(channels);
+  if (!empty.empty()) {
+    object["empty_channels"] = std::move(empty);
+  }
   return to_line(object);
 }
 

@@ -7,6 +7,7 @@
 #include <charconv>
 
 #include "probe/failure.hpp"
+#include "probe/nearest.hpp"
 #include "probe/utf8.hpp"
 
 namespace kavu_probe {
@@ -34,6 +35,38 @@ std::size_t find_separator(std::string_view text) {
   return text.size();
 }
 
+/// The word before "=" that `text` starts with, if it looks like a key; "==" and "=~" belong to
+/// expressions.
+std::string_view leading_word(std::string_view text) {
+  const std::size_t end = text.find_first_not_of(
+      "abcdefghijklmnopqrstuvwxyz"
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZ_-");
+  if (end == 0 || end == std::string_view::npos || text[end] != '=') {
+    return {};
+  }
+  const bool operation = end + 1 < text.size() && (text[end + 1] == '=' || text[end + 1] == '~');
+  return operation ? std::string_view() : text.substr(0, end);
+}
+
+/// The first word in a value that was probably meant as a key. A name, a unit and what stands in
+/// brackets may hold anything, so there only a word like one of the keys is one, unless `any`.
+std::string_view find_mistyped_key(std::string_view key, std::string_view value, bool any) {
+  int depth = 0;
+  for (std::size_t at = 0; at < value.size(); ++at) {
+    depth += value[at] == '[' || value[at] == '(' ? 1 : 0;
+    depth -= value[at] == ']' || value[at] == ')' ? 1 : 0;
+    if (value[at] != ',' || depth > 0) {
+      continue;
+    }
+    const std::string_view word = leading_word(value.substr(at + 1));
+    const bool free_text = key == "name" || key == "unit";
+    if (!word.empty() && (any || !free_text || !find_nearest(word, channel_keys).empty())) {
+      return word;
+    }
+  }
+  return {};
+}
+
 class channel_parser {
  public:
   explicit channel_parser(std::string_view text) : text_(text) {}
@@ -42,7 +75,11 @@ class channel_parser {
     for (std::string_view rest = text_;;) {
       const std::string_view key = leading_key(rest);
       if (key.empty()) {
-        fail("expected one of name=, path=, type=, unit=, scale=");
+        const std::string_view word = leading_word(rest);
+        if (word.empty()) {
+          fail("expected one of name=, path=, type=, unit=, scale=");
+        }
+        fail_at_key(word);
       }
       rest.remove_prefix(key.size() + 1);
       const std::size_t end = find_separator(rest);
@@ -52,7 +89,16 @@ class channel_parser {
       }
       rest.remove_prefix(end + 1);
     }
-    if (!values_[0] || !values_[1]) {
+    const bool complete = values_[0] && values_[1];
+    for (const std::string_view key : channel_keys) {
+      const auto& value = values_[position(key)];
+      const std::string_view word =
+          value ? find_mistyped_key(key, *value, !complete) : std::string_view();
+      if (!word.empty()) {
+        fail_at_key(word);
+      }
+    }
+    if (!complete) {
       fail("name= and path= are needed");
     }
     return {*values_[0], *values_[1], values_[2], values_[3], values_[4]};
@@ -69,6 +115,14 @@ class channel_parser {
       fail(fmt::format("{}= stands twice", key));
     }
     return std::string(value);
+  }
+
+  [[noreturn]] void fail_at_key(std::string_view word) const {
+    const std::string_view nearest = find_nearest(word, channel_keys);
+    const std::string rest = nearest.empty() ? "the keys are name, path, type, unit and scale"
+                                             : fmt::format("did you mean {}=?", nearest);
+    throw usage_error(fmt::format("--channel \"{}\": there is no key {}=; {}{}", printable(text_),
+                                  printable(word), rest, nearest.empty() ? "." : ""));
   }
 
   [[noreturn]] void fail(std::string_view why) const {
@@ -106,6 +160,23 @@ std::chrono::nanoseconds parse_seconds(std::string_view option, std::string_view
   }
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
       std::chrono::duration<double>(seconds));
+}
+
+std::string not_empty(const std::string& text) {
+  return text.empty() ? "a value is needed" : "";
+}
+
+std::function<std::string(const std::string&)> whole_number_check(std::int64_t least,
+                                                                  std::int64_t most) {
+  return [least, most](const std::string& text) -> std::string {
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [after, failure] = std::from_chars(text.data(), end, number);
+    if (failure == std::errc() && after == end && number >= least && number <= most) {
+      return "";
+    }
+    return fmt::format("\"{}\" is not a whole number from {} to {}", printable(text), least, most);
+  };
 }
 
 }  // namespace kavu_probe

@@ -45,7 +45,7 @@ int run_hosted(const program_options& options, const signal_watcher& signals) {
   const module_library library(options.common.module_path.empty() ? find_own_module()
                                                                   : options.common.module_path);
   log_printer observer(options.common.log);
-  host_session session(library, observer, signals.token());
+  host_session session(library, observer, options.common.log, signals.token());
   try {
     int code = exit_code::well;
     try {

@@ -13,6 +13,10 @@ using kavu::wire::ChannelValue;
 
 constexpr double int64_end = 9223372036854775808.0;  // 2^63
 
+// The one sensor that has no value until a message comes, and what it has the host keep then.
+constexpr std::string_view message_sensor = "subscribe_custom_sensor";
+constexpr const char* time_of_last_message = "time_of_last_message";
+
 std::optional<channel_number> raw_number(const ChannelValue& value) {
   switch (value.value_case()) {
     case ChannelValue::kInteger:
@@ -24,37 +28,90 @@ std::optional<channel_number> raw_number(const ChannelValue& value) {
   }
 }
 
+/// What a channel is, without a value.
+channel_report describe_channel(const ChannelDefinition& channel, const translator& texts) {
+  channel_report report;
+  report.id = channel.id();
+  report.key = channel.name().key();
+  report.name = texts.text(channel.name());
+  report.unit = unit_text(channel);
+  report.unit_kind = channel.unit();
+  report.counter = channel.kind() == kavu::wire::CHANNEL_KIND_DELTA_COUNTER;
+  return report;
+}
+
+/// The counter's difference, or why there is none.
+std::optional<channel_number> take_difference(sensor_memory& memory, std::int32_t channel,
+                                              std::int64_t value, std::string& why_empty) {
+  const auto before = memory.counters.find(channel);
+  why_empty = before == memory.counters.end() ? "first value"
+              : value < before->second        ? "the counter was set back"
+                                              : "the difference does not fit 64 bits";
+  const auto difference = count_up(memory.counters, channel, value);
+  return difference ? std::optional<channel_number>(*difference) : std::nullopt;
+}
+
 channel_report make_channel_report(const ChannelValue& value, const ChannelDefinition* channel,
                                    sensor_memory& memory, const translator& texts) {
   channel_report report;
-  report.id = value.id();
   std::optional<channel_number> number = raw_number(value);
   if (channel == nullptr) {
+    report.id = value.id();
     report.name = fmt::format("Channel {}", value.id());
     report.value = number;
+  } else {
+    report = describe_channel(*channel, texts);
+  }
+  if (!number) {
+    report.why_empty = "the module sent none";
     return report;
   }
-  report.key = channel->name().key();
-  report.name = texts.text(channel->name());
-  report.unit = unit_text(*channel);
-  report.unit_kind = channel->unit();
-  report.counter = channel->kind() == kavu::wire::CHANNEL_KIND_DELTA_COUNTER;
-  if (number && std::holds_alternative<std::int64_t>(*number)) {
+  if (channel != nullptr && std::holds_alternative<std::int64_t>(*number)) {
     const std::int64_t integer = std::get<std::int64_t>(*number);
     if (report.counter) {
-      number = count_up(memory.counters, value.id(), integer);
+      number = take_difference(memory, value.id(), integer, report.why_empty);
     } else if (!channel->lookup_name().empty()) {
       report.words = texts.look_up(channel->lookup_name(), integer);
     }
   }
   if (number) {
-    report.value = scale(*number, channel->has_scale_factor() ? channel->scale_factor() : 1.0);
+    const bool scaled = channel != nullptr && channel->has_scale_factor();
+    report.value = scale(*number, scaled ? channel->scale_factor() : 1.0);
+    report.why_empty = report.value ? "" : "not a finite number";
   }
   return report;
 }
 
-bool says_error(const channel_report& channel) {
-  return channel.words && channel.words->state == value_state::error;
+/// Adds the channels that a good result has no entry for, and says why.
+void add_empty_channels(scan_report& report, const kavu::wire::ScanResult& result,
+                        const sensor_memory& memory, const translator& texts) {
+  std::string why = "no value in this scan";
+  if (report.kind == message_sensor) {
+    why = memory.persistent_data.contains(time_of_last_message) ? "no message in this interval"
+                                                                : "no message yet";
+  }
+  const std::size_t filled = report.channels.size();
+  for (const ChannelDefinition& channel : result.definitions()) {
+    const bool has_entry =
+        std::any_of(result.values().begin(), result.values().end(),
+                    [&](const ChannelValue& value) { return value.id() == channel.id(); });
+    if (!has_entry) {
+      report.channels.push_back(describe_channel(channel, texts));
+      report.channels.back().why_empty = why;
+    }
+  }
+  const bool added = report.channels.size() != filled;
+  if (added && !report.message && (filled == 0 || report.kind == message_sensor)) {
+    report.note = why;
+  }
+  std::sort(report.channels.begin(), report.channels.end(),
+            [](const auto& one, const auto& other) { return one.id < other.id; });
+}
+
+bool any_channel_says(const scan_report& report, value_state state) {
+  return std::any_of(report.channels.begin(), report.channels.end(), [state](const auto& channel) {
+    return channel.words && channel.words->state == state;
+  });
 }
 
 }  // namespace
@@ -128,8 +185,31 @@ scan_report make_scan_report(const kavu::wire::ScanResult& result, const std::st
   report.ok = result.error_code() == 0 &&
               (result.response_code() == kavu::wire::RESPONSE_CODE_OK ||
                result.response_code() == kavu::wire::RESPONSE_CODE_WARNING) &&
-              std::none_of(report.channels.begin(), report.channels.end(), says_error);
+              !any_channel_says(report, value_state::error);
+  if (report.ok) {
+    add_empty_channels(report, result, memory, texts);
+  }
   return report;
+}
+
+verdict verdict_of(const scan_report& report) {
+  if (!report.ok) {
+    return verdict::error;
+  }
+  return report.response_code == kavu::wire::RESPONSE_CODE_WARNING ||
+                 any_channel_says(report, value_state::warning)
+             ? verdict::warning
+             : verdict::ok;
+}
+
+std::vector<std::string> find_reasons(const std::vector<kavu::wire::LogRecord>& records) {
+  std::vector<std::string> reasons;
+  for (const kavu::wire::LogRecord& record : records) {
+    if (std::find(reasons.begin(), reasons.end(), record.text()) == reasons.end()) {
+      reasons.push_back(record.text());
+    }
+  }
+  return reasons;
 }
 
 scan_report make_failed_scan_report(const std::string& kind, std::int32_t id, std::string text) {

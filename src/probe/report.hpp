@@ -28,8 +28,10 @@ struct channel_report {
   std::string key;
   std::string name;
   /// Empty when this scan gives none: a counter's first value, a counter that was set back, a
-  /// number that is none.
+  /// number that is none, a channel that the result leaves out.
   std::optional<channel_number> value;
+  /// Why there is no value, in a few words; empty when there is one.
+  std::string why_empty;
   std::string unit;
   kavu::wire::ChannelUnit unit_kind = kavu::wire::CHANNEL_UNIT_NONE;
   /// A counter: the value is the difference to the one before.
@@ -45,8 +47,16 @@ struct scan_report {
   bool ok = false;
   std::int32_t response_code = 0;
   std::optional<message_text> message;
+  /// What the host has to add where the result itself says nothing; empty for nothing.
+  std::string note;
   std::vector<channel_report> channels;
+  /// What the module logged of a failure since the report before, each line once.
+  std::vector<std::string> reasons;
 };
+
+/// How a result is to be taken, by its response code and the states of its looked-up values.
+enum class verdict { ok, warning, error };
+verdict verdict_of(const scan_report& report);
 
 struct check_report {
   std::chrono::system_clock::time_point time;
@@ -68,12 +78,15 @@ struct notification_report {
 
 /// Makes a scan's report and brings the counters in `memory` up to date, so each result must be
 /// given once. A result is good unless its response code or a looked-up value's state says
-/// error.
+/// error. One that is good has an entry for every channel that the sensor has registered.
 scan_report make_scan_report(const kavu::wire::ScanResult& result, const std::string& kind,
                              sensor_memory& memory, const translator& texts);
 
 /// The report of a sensor that said nothing itself.
 scan_report make_failed_scan_report(const std::string& kind, std::int32_t id, std::string text);
+
+/// The texts of log records that explain a failure, each once.
+std::vector<std::string> find_reasons(const std::vector<kavu::wire::LogRecord>& records);
 
 message_text translate(const kavu::wire::LocalisedText& message, const translator& texts);
 

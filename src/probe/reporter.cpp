@@ -15,10 +15,27 @@ namespace kavu_probe {
 namespace {
 
 std::string state_text(bool ok, const std::optional<message_text>& message) {
-  if (ok) {
-    return message ? "ok: " + message_line(message) : "ok";
+  const std::string state = ok ? "ok" : "error";
+  return message ? state + ": " + message_line(message) : state;
+}
+
+/// A certificate, of which a log line may hold many, fills the screen and says nothing there.
+std::string without_pem(std::string_view text) {
+  constexpr std::string_view begin = "-----BEGIN ";
+  constexpr std::string_view end = "-----END ";
+  constexpr std::string_view dashes = "-----";
+  std::string result;
+  for (;;) {
+    const std::size_t from = text.find(begin);
+    const std::size_t last_line = text.find(end, from);
+    if (from == std::string_view::npos || last_line == std::string_view::npos) {
+      return result.append(text);
+    }
+    const std::size_t to = text.find(dashes, last_line + end.size());
+    const std::size_t after = to == std::string_view::npos ? text.size() : to + dashes.size();
+    result += fmt::format("{}(PEM text, {} bytes)", text.substr(0, from), after - from);
+    text.remove_prefix(after);
   }
-  return message ? "error: " + message_line(message) : "error";
 }
 
 std::string log_line(const kavu::wire::LogRecord& record) {
@@ -32,7 +49,7 @@ std::string log_line(const kavu::wire::LogRecord& record) {
           std::chrono::nanoseconds(record.time_ns())));
   return fmt::format("{} {:<9} {:>6}  {}", utc_text(time),
                      severity < names.size() ? names[severity] : "?", source,
-                     printable(record.text()));
+                     printable(without_pem(record.text())));
 }
 
 }  // namespace
@@ -61,6 +78,22 @@ std::string message_line(const std::optional<message_text>& message) {
   return message ? printable(message->text) : "";
 }
 
+std::string state_line(const scan_report& report) {
+  const verdict taken = verdict_of(report);
+  std::string line = taken == verdict::ok ? "ok" : taken == verdict::warning ? "warning" : "error";
+  if (report.message) {
+    line += ": " + message_line(report.message);
+  } else if (!report.note.empty()) {
+    line += ": " + report.note;
+  }
+  return line;
+}
+
+std::string empty_note(const scan_report& report, const channel_report& channel) {
+  // What the line above the channels says already is not said again for each of them.
+  return channel.why_empty == report.note ? "" : channel.why_empty;
+}
+
 std::string reporter::sensor_name(const std::string& kind) const {
   const sensor_kind* const sensor = module_.find_sensor(kind);
   return sensor == nullptr ? kind : printable(texts_.text(kind + ".display", sensor->display));
@@ -68,7 +101,7 @@ std::string reporter::sensor_name(const std::string& kind) const {
 
 void reporter::tell_failure(const std::string& who,
                             const std::optional<message_text>& message) const {
-  if (json_ || !failures_show_beside_output()) {
+  if (!failures_show_beside_output()) {
     print_failure(fmt::format("{}: {}", who, message ? message_line(message) : "failed"));
   }
 }
@@ -86,8 +119,7 @@ void reporter::show(const scan_report& report) const {
 
 void reporter::show_text(const scan_report& report) const {
   print_line(fmt::format("{}  {} ({} {})  {}", local_time_of_day(report.time),
-                         sensor_name(report.kind), report.kind, report.id,
-                         state_text(report.ok, report.message)));
+                         sensor_name(report.kind), report.kind, report.id, state_line(report)));
   std::size_t name_width = 0;
   std::size_t value_width = 0;
   for (const channel_report& channel : report.channels) {
@@ -98,8 +130,10 @@ void reporter::show_text(const scan_report& report) const {
     std::string line =
         fmt::format("  {}  {} {}", pad_right(printable(channel.name), name_width),
                     pad_left(value_text(channel), value_width), unit_for_people(channel));
-    if (channel.counter) {
-      line += channel.value ? " (since the last value)" : " (no difference yet)";
+    if (channel.counter && channel.value) {
+      line += " (since the last value)";
+    } else if (const std::string why = empty_note(report, channel); !why.empty()) {
+      line += fmt::format(" ({})", why);
     }
     print_line(std::string_view(line).substr(0, line.find_last_not_of(' ') + 1));
   }
@@ -109,7 +143,7 @@ void reporter::show(const check_report& report) const {
   if (json_) {
     print_line(to_json_line(report));
   } else {
-    print_line(fmt::format("{}  {}  {}, {} ms", local_time_of_day(report.time), report.kind,
+    print_line(fmt::format("{}  {}  {} ({} ms)", local_time_of_day(report.time), report.kind,
                            state_text(report.ok, report.message), report.elapsed_ms));
   }
   if (report.ok) {
@@ -123,11 +157,17 @@ void reporter::show(const check_report& report) const {
   }
 }
 
+void reporter::tell_reason(const scan_report& report, const std::string& reason) const {
+  if (!report.message || reason.find(report.message->text) == std::string::npos) {
+    print_failure(fmt::format("{} {}: {}", report.kind, report.id, printable(reason)));
+  }
+}
+
 void reporter::show(const notification_report& report) const {
   if (json_) {
     print_line(to_json_line(report));
   } else {
-    print_line(fmt::format("{}  {}  {}, {} ms", local_time_of_day(report.time), report.service,
+    print_line(fmt::format("{}  {}  {} ({} ms)", local_time_of_day(report.time), report.service,
                            state_text(report.ok, report.message), report.elapsed_ms));
   }
   if (!report.ok) {

@@ -17,6 +17,12 @@ std::string value_text(const channel_report& channel);
 /// The unit of a channel for people, for whom a count needs none.
 std::string unit_for_people(const channel_report& channel);
 
+/// "ok", "warning" or "error", and what there is to say about it.
+std::string state_line(const scan_report& report);
+
+/// Why a channel of the report has no value, as far as state_line() does not say it; else empty.
+std::string empty_note(const scan_report& report, const channel_report& channel);
+
 /// One line for a failure: the message of a report, fit to be shown.
 std::string message_line(const std::optional<message_text>& message);
 
@@ -31,6 +37,9 @@ class reporter {
   void show(const scan_report& report) const;
   void show(const check_report& report) const;
   void show(const notification_report& report) const;
+
+  /// Tells one of the report's reasons, unless its message says so already.
+  void tell_reason(const scan_report& report, const std::string& reason) const;
 
   /// The sensor's name in the chosen language.
   std::string sensor_name(const std::string& kind) const;

@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <set>
+
 #include "probe/channel_settings.hpp"
 #include "probe/commands.hpp"
 #include "probe/failure.hpp"
@@ -14,8 +16,9 @@ namespace {
 using std::chrono::steady_clock;
 
 settings_builder make_settings(const probe_context& context, const scan_options& options) {
+  // A sensor says in its log only why it has no connection, so that is always wanted.
   settings_builder settings =
-      make_sensor_settings(context, options.kind, options.id, options.interval);
+      make_sensor_settings(context, options.kind, options.id, options.interval, /*logging=*/true);
   for (const named_value& item : options.settings) {
     if (settings.is_secure(item.name)) {
       throw usage_error(fmt::format("--set {}: a secret has no place on the command line.",
@@ -24,7 +27,7 @@ settings_builder make_settings(const probe_context& context, const scan_options&
     settings.set(item.name, item.value);
   }
   set_channels(settings, options.channels);
-  settings.check_required();
+  settings.check();
   return settings;
 }
 
@@ -100,9 +103,23 @@ class scan_series {
   void show(const std::vector<scan_report>& reports) {
     for (const scan_report& report : reports) {
       context_.output.show(report);
+      tell_reasons(report);
       all_well_ = all_well_ && report.ok;
     }
     ++results_;
+  }
+
+  /// A reason that stays is told once for failures in a row.
+  void tell_reasons(const scan_report& report) {
+    if (report.ok) {
+      told_.clear();
+      return;
+    }
+    for (const std::string& reason : report.reasons) {
+      if (told_.insert(reason).second) {
+        context_.output.tell_reason(report, reason);
+      }
+    }
   }
 
   const probe_context& context_;
@@ -111,20 +128,14 @@ class scan_series {
   steady_clock::time_point started_ = steady_clock::now();
   std::int64_t results_ = 0;
   bool all_well_ = true;
+  std::set<std::string> told_;
 };
 
 }  // namespace
 
 int run_scan_command(const probe_context& context, const scan_options& options) {
   scan_series series(context, options);
-  try {
-    series.run();
-  } catch (const stopped&) {
-    // A series without an end is ended by a signal, as it was asked to be.
-    if (options.scans != 0) {
-      throw;
-    }
-  }
+  series.run();
   return series.all_well() ? exit_code::well : exit_code::answer_is_error;
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "probe/failure.hpp"
+#include "probe/nearest.hpp"
 #include "probe/setting_value.hpp"
 #include "probe/utf8.hpp"
 
@@ -50,7 +51,8 @@ settings_builder::settings_builder(const definition& source,
       for (const setting& declared : group->settings) {
         entries_.push_back({fmt::format("{}.{}.{}", section_name, group_name, declared.name),
                             &declared, declared.secure,
-                            secret(expand_default(declared.default_value, sensor_id))});
+                            secret(expand_default(declared.default_value, sensor_id)),
+                            /*given=*/false});
       }
     }
   }
@@ -86,7 +88,17 @@ bool settings_builder::is_secure(std::string_view name) const {
 void settings_builder::set(std::string_view name, std::string_view value) {
   entry* item = find(name);
   if (item == nullptr) {
-    throw usage_error(fmt::format("The module has no setting \"{}\" here.", printable(name)));
+    std::vector<std::string_view> known;
+    for (const entry& other : entries_) {
+      const std::string_view key = other.key;
+      known.push_back(name.find('.') == std::string_view::npos ? key.substr(key.rfind('.') + 1)
+                                                               : key);
+    }
+    throw usage_error(fmt::format("The module has no setting \"{}\" here{}", printable(name),
+                                  did_you_mean(name, known)));
+  }
+  if (item->given) {
+    throw usage_error(fmt::format("{} is given twice.", item->key));
   }
   if (item->declared != nullptr) {
     if (const auto fault = find_fault(*item->declared, value)) {
@@ -94,14 +106,15 @@ void settings_builder::set(std::string_view name, std::string_view value) {
     }
   }
   item->value = secret(std::string(value));
+  item->given = true;
 }
 
 void settings_builder::add(std::string key, std::string value) {
-  entries_.push_back({std::move(key), nullptr, false, secret(std::move(value))});
+  entries_.push_back({std::move(key), nullptr, false, secret(std::move(value)), false});
 }
 
 void settings_builder::add_secret(std::string key, secret value) {
-  entries_.push_back({std::move(key), nullptr, true, std::move(value)});
+  entries_.push_back({std::move(key), nullptr, true, std::move(value), false});
 }
 
 const std::string* settings_builder::find_value(std::string_view name) const {
@@ -119,29 +132,37 @@ const settings_builder::entry* settings_builder::find_sibling(const entry& item,
   return found == entries_.end() ? nullptr : &*found;
 }
 
-bool settings_builder::matters(const entry& item) const {
+const settings_builder::entry* settings_builder::find_off_switch(const entry& item) const {
   // A chain of conditions is as long as the group at most; a ring in it would have no end.
   const entry* current = &item;
   for (std::size_t step = 0; step < entries_.size() && !current->declared->depends_on.empty();
        ++step) {
     const entry* switch_entry = find_sibling(*current, current->declared->depends_on);
     if (switch_entry == nullptr) {
-      return true;
+      return nullptr;
     }
     if (switch_entry->value.text() != current->declared->condition) {
-      return false;
+      return switch_entry;
     }
     current = switch_entry;
   }
-  return true;
+  return nullptr;
 }
 
-void settings_builder::check_required() const {
+void settings_builder::check() const {
   for (const entry& item : entries_) {
-    if (item.declared != nullptr && item.declared->required() && item.value.empty() &&
-        matters(item)) {
+    if (item.declared == nullptr) {
+      continue;
+    }
+    const entry* const off = find_off_switch(item);
+    if (off == nullptr && item.declared->required() && item.value.empty()) {
       throw usage_error(
           fmt::format("{} ({}) must not be empty.", item.declared->display, item.key));
+    }
+    if (off != nullptr && item.given) {
+      throw usage_error(fmt::format("{} ({}) has no effect while {} is \"{}\".",
+                                    item.declared->display, item.key, off->key,
+                                    printable(off->value.text())));
     }
   }
 }

@@ -31,7 +31,7 @@ class settings_builder {
 
   /// Gives a setting a value. `name` is the setting's name, or group and setting, or section,
   /// group and setting, joined by full stops. Throws usage_error when no setting or more than one
-  /// is meant, or the value does not fit the setting.
+  /// is meant, the value does not fit the setting, or it has been given one before.
   void set(std::string_view name, std::string_view value);
 
   /// Adds a setting under its bare key.
@@ -41,8 +41,9 @@ class settings_builder {
   /// The value as it would be sent now; null when there is no such setting.
   const std::string* find_value(std::string_view name) const;
 
-  /// Throws usage_error when a required setting that matters under the others' values is empty.
-  void check_required() const;
+  /// Throws usage_error when a required setting that matters under the others' values is empty, or
+  /// one that does not matter has been given a value.
+  void check() const;
 
   /// Writes the settings into the two lists of a request. Passwords and the like go into the
   /// second.
@@ -62,11 +63,13 @@ class settings_builder {
     const setting* declared;  // null for a bare one
     bool secure;
     secret value;
+    bool given;  // not the default
   };
 
   entry* find(std::string_view name);
   const entry* find_sibling(const entry& item, std::string_view name) const;
-  bool matters(const entry& item) const;
+  /// The switch under whose value the setting does not matter; null when it does.
+  const entry* find_off_switch(const entry& item) const;
 
   std::vector<entry> entries_;
 };

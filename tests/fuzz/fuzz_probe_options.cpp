@@ -2,6 +2,7 @@
 // "definition": a module's definition document; "message": what a module sends; "reference": a
 // message key, and in the lines after it a translation; anything else: texts of single options.
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -79,7 +80,7 @@ void give_options(std::string_view text) {
     static_cast<void>(strip_markup(line));
   }
   refuse_clearly([&] { set_channels(builder, channels); });
-  refuse_clearly([&] { builder.check_required(); });
+  refuse_clearly([&] { builder.check(); });
   kavu::wire::SensorData request;
   builder.fill(request);
 }
@@ -117,7 +118,7 @@ void give_definition(std::string_view document) {
     }
     for (const auto& sensor : module.sensors) {
       settings_builder builder(module, sensor.sections, -1);
-      builder.check_required();
+      builder.check();
     }
   });
 }
@@ -135,7 +136,7 @@ void report(const kavu::wire::ScanResult& result, sensor_memory& memory, const c
 }
 
 void give_message(std::string_view bytes) {
-  inbox messages;
+  inbox messages(INT_MAX);
   messages.put_message({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
   const auto event = messages.take(std::chrono::steady_clock::now(), {});
   require(event.has_value(), "every message is told of");

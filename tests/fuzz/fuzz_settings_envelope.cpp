@@ -50,7 +50,6 @@ void build_record(const sensor_data_wrapper& wrapper) {
   } catch (const failures::exception& failure) {
     require(std::string_view(failure.what()).find(secret) == std::string_view::npos,
             "a failure does not show a secret");
-  } catch (const std::bad_optional_access&) {  // a number that is empty
   }
 }
 

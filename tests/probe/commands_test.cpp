@@ -32,7 +32,7 @@ std::vector<std::string> scan(const std::string& behaviour, std::vector<std::str
 TEST(info, gives_the_document_byte_for_byte_or_for_people) {
   probe_run exact(on_test_module({"info", "--json"}));
   EXPECT_EQ(exact.wait(), 0);
-  EXPECT_EQ(exact.output(), test_document);
+  EXPECT_EQ(exact.output(), std::string(test_document) + "\n");
   probe_run readable(on_test_module({"info", "--language", "German"}));
   EXPECT_EQ(readable.wait(), 0);
   EXPECT_THAT(readable.output(),
@@ -46,6 +46,9 @@ TEST(info, gives_the_document_byte_for_byte_or_for_people) {
 }
 
 TEST(usage, ends_with_2_and_one_line) {
+  temporary_directory directory;
+  const std::string lines = directory.write("lines", "geheim\nvery secret\n");
+  const std::string return_only = directory.write("return", "geheim\r");
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
       {{"info", "--language", "Klingon"}, "German, English"},
       {{"check", "--module", "/nowhere.so"}, "/nowhere.so"},
@@ -56,11 +59,19 @@ TEST(usage, ends_with_2_and_one_line) {
       {{"notify", "--ip", "4", "--topic", "t", "--message", "m"}, "no effect on notify"},
       {{"notify", "--topic", "a/+", "--message", "m"}, "\"a/+\" holds the wildcard \"+\""},
       {{"check", "--user", "u", "--password-file", "/nowhere"}, "No such file"},
+      {{"check", "--user", "u", "--password-file", lines}, "holds several lines"},
+      {{"check", "--user", "u", "--password-file", "/dev/null"}, "it is empty"},
+      {{"check", "--user", "u", "--password-file", return_only}, "(whose end, LF or CR LF,"},
       {{"check", "--tls", "--ca", "/dev/null"}, "no PEM text"},
       {{"scan", "sensor", "none"}, "no sensor \"none\""},
       {{"scan", "statistics", "--topic", "t"}, "no sensor \"statistics_sensor\""},
       {{"scan", "sensor", "tank_sensor"}, "must not be empty"},
-      {{"scan", "sensor", "tank_sensor", "--set", "colour=1"}, "no setting \"colour\""},
+      {{"scan", "sensor", "tank_sensro"}, "did you mean tank_sensor?"},
+      {{"scan", "sensor", "tank_sensor", "--set", "colour=1"}, "no setting \"colour\" here."},
+      {{"scan", "sensor", "tank_sensor", "--set", "tpoic=t"}, "did you mean topic?"},
+      {{"scan", "sensor", "tank_sensor", "--set", "topic=t", "--set", "topic=u"}, "given twice"},
+      {{"scan", "sensor", "tank_sensor", "--set", "topic=t", "--set", "channel2_name=n"},
+       "has no effect while tank.tank.channel2 is \"disable\""},
       {{"scan", "sensor", "tank_sensor", "--set", "password=geheim"}, "no place"},
   };
   for (const auto& [arguments, expected] : cases) {
@@ -144,6 +155,15 @@ TEST(scan_series, goes_on_after_failures) {
   }
 }
 
+TEST(scan_series, tells_the_reason_of_failures_in_a_row_once) {
+  probe_run run(scan("fails", {"--scans", "3"}));
+  EXPECT_EQ(run.wait(), 1);
+  const std::string failure = "kavu-probe: tank_sensor 1: Refused by 'tank,1': full (100%)\n";
+  const std::string reason = "kavu-probe: tank_sensor 1: The tank \\x1b[31mrefused\n";
+  const std::string of_creation = "kavu-probe: tank_sensor 1: The tank is away\n";
+  EXPECT_EQ(run.errors(), failure + of_creation + reason + failure + failure);
+}
+
 TEST(scan_series, ends_at_what_cannot_become_better) {
   probe_run unknown(on_test_module({"scan", "sensor", "missing_sensor", "--scans", "0", "--json"}));
   EXPECT_EQ(unknown.wait(), 1);
@@ -189,7 +209,7 @@ TEST(signals, end_a_waiting_series_at_once) {
   probe_run endless(scan("counts", {"--scans", "0"}));
   ASSERT_TRUE(endless.wait_for("Count"));
   endless.process().send_signal(SIGTERM);
-  EXPECT_EQ(endless.wait(), 0);
+  EXPECT_EQ(endless.wait(), 128 + SIGTERM);
 }
 
 TEST(signals, end_a_call_that_does_not_come_back) {
@@ -199,6 +219,24 @@ TEST(signals, end_a_call_that_does_not_come_back) {
     ASSERT_TRUE(run.wait_for("blocking"));
     run.process().send_signal(SIGTERM);
     EXPECT_EQ(run.wait(), 128 + SIGTERM);
+  }
+}
+
+TEST(output, of_a_failure_comes_once_where_both_outputs_meet) {
+  for (const char* const form : {"", " --json"}) {
+    temporary_directory directory;
+    const auto both = directory.path() / "both";
+    child_process shell({"/bin/sh", "-c",
+                         std::string("exec \"$0\" scan sensor tank_sensor --set topic=fails") +
+                             " --interval 0.05 --module \"$1\"" + form + " 2>&1",
+                         KAVU_PROBE, KAVU_TEST_MODULE},
+                        both);
+    EXPECT_EQ(shell.wait(), 1);
+    std::ostringstream said;
+    said << std::ifstream(both).rdbuf();
+    const std::string failure = "Refused by 'tank,1'";
+    EXPECT_NE(said.str().find(failure), std::string::npos) << said.str();
+    EXPECT_EQ(said.str().find(failure), said.str().rfind(failure)) << said.str();
   }
 }
 

@@ -1,5 +1,6 @@
 #include "probe/option_text.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <iterator>
@@ -12,6 +13,9 @@ namespace kavu_probe {
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 TEST(channel_option, separates_only_before_its_own_keys) {
   struct {
@@ -26,6 +30,7 @@ TEST(channel_option, separates_only_before_its_own_keys) {
       {"name=a, b,path=$['x','y'],scale=0.1", "a, b", "$['x','y']", std::nullopt, "0.1"},
       {"path=$.a[?(@.name=='x')],name=n,unit=", "n", "$.a[?(@.name=='x')]", "", std::nullopt},
       {"name=,path=$.unit=3", "", "$.unit=3", std::nullopt, std::nullopt},
+      {"name=x,y=2,path=$[?(@.a,nam=1)]", "x,y=2", "$[?(@.a,nam=1)]", std::nullopt, std::nullopt},
   };
   for (const auto& expected : cases) {
     SCOPED_TRACE(expected.text);
@@ -81,7 +86,7 @@ TEST(command_line, takes_texts_as_they_stand) {
 TEST(command_line, refuses_topics_and_paths_that_cannot_work) {
   const std::string too_long(65'536, 'x');
   const std::pair<std::vector<std::string>, const char*> cases[] = {
-      {{"statistics", "--topic="}, "--topic must not be empty"},
+      {{"statistics", "--topic="}, "--topic"},
       {{"statistics", "--topic", "a/#/b"}, "has a \"#\" before its last level"},
       {{"statistics", "--topic", "a/b#"}, "has a \"#\" that does not fill its level"},
       {{"statistics", "--topic", "a+/b"}, "has a \"+\" that does not fill its level"},
@@ -118,20 +123,70 @@ TEST(command_line, refuses_topics_and_paths_that_cannot_work) {
 }
 
 TEST(command_line, says_in_one_line_what_is_wrong) {
-  for (const char* line :
-       {"", "fly", "scan", "check surplus", "check --port x", "check --ca f", "check --key f --tls",
-        "check --password-file f", "check --host=", "check --timeout -1", "scan custom --topic t",
-        "scan custom --topic t --channel path=$", "scan statistics", "scan roundtrip --scans -1",
-        "scan roundtrip --set novalue", "demo --scans 0", "demo --interval fast",
-        "notify --topic t"}) {
-    std::istringstream words(line);
-    const std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
+  // A line, and words of what is said of it.
+  const std::pair<const char*, const char*> cases[] = {
+      {"", "a command is needed: demo, info, check, scan, notify"},
+      {"fly", "no command \"fly\"; there are demo, info"},
+      {"chekc", "no command \"chekc\"; did you mean check?"},
+      {"scan", "behind scan one is needed: roundtrip"},
+      {"scan Costum --topic t", "scan has no command \"Costum\"; did you mean custom?"},
+      {"check surplus", "check does not expect \"surplus\""},
+      {"check --prot 1", "check has no option --prot; did you mean --port?"},
+      {"scan statistics --tpoic=t", "did you mean --topic?"},
+      {"check --username u", "did you mean --user?"},
+      {"check --xyz", "check has no option --xyz (see kavu-probe check --help)"},
+      {"check --host", "--host needs a value"},
+      {"check --port 1 --port 2", "--port stands twice"},
+      {"check --port x", "\"x\" is not a whole number"},
+      {"check --timeout -1", "whole number from 0 to 86400"},
+      {"scan roundtrip --scans -1", "whole number"},
+      {"demo --scans 0", "whole number from 1"},
+      {"demo --interval fast", "expected seconds"},
+      {"check --ca f", "--ca needs --tls"},
+      {"check --key f --tls", "--key needs --cert"},
+      {"check --password-file f", "--password-file needs --user"},
+      // What is empty is not the default.
+      {"check --host=", "--host: a value is needed"},
+      {"check --port=", "--port: "},
+      {"check --user=", "--user: a value is needed"},
+      {"check --tls --ca=", "--ca: a value is needed"},
+      {"check --module=", "--module: a value is needed"},
+      {"scan roundtrip --interval=", "--interval: a value is needed"},
+      {"scan roundtrip --id=", "--id: "},
+      {"scan roundtrip --topic=", "--topic: a value is needed"},
+      // What would do nothing.
+      {"demo --host h", "--host has no effect with demo"},
+      {"info --tls", "--tls has no effect with info"},
+      {"scan custom --topic t", "--channel is required"},
+      {"scan custom --topic t --channel path=$", "name= and path= are needed"},
+      {"scan custom --topic t --channel nmae=a,path=$", "no key nmae=; did you mean name=?"},
+      {"scan custom --topic t --channel name=a,Path=$", "no key Path=; did you mean path=?"},
+      {"scan custom --topic t --channel name=a,path=$,tpye=b", "no key tpye=; did you mean type=?"},
+      {"scan custom --topic t --channel name=a,path=$,factor=2", "no key factor=; the keys are"},
+      {"scan custom --topic t --channel name=a,factor=2", "no key factor="},
+      {"scan statistics", "--topic is required"},
+      {"scan roundtrip --set novalue", "expected NAME=VALUE"},
+      {"notify --topic t", "--message is required"},
+  };
+  for (const auto& [line, words] : cases) {
+    std::istringstream text(line);
+    const std::vector<std::string> arguments{std::istream_iterator<std::string>(text), {}};
     try {
       read(arguments);
       ADD_FAILURE() << "accepted: " << line;
     } catch (const usage_error& failure) {
-      EXPECT_EQ(std::string(failure.what()).find('\n'), std::string::npos) << failure.what();
+      EXPECT_THAT(failure.what(), AllOf(HasSubstr(words), Not(HasSubstr("\n")))) << line;
     }
+  }
+}
+
+TEST(command_line, lists_all_options_of_a_command_in_its_help) {
+  for (const auto& command : {std::vector<const char*>{"check"}, {"notify"}, {"scan", "custom"}}) {
+    std::vector<const char*> words{"kavu-probe"};
+    words.insert(words.end(), command.begin(), command.end());
+    words.push_back("--help");
+    EXPECT_THAT(read_command_line(static_cast<int>(words.size()), words.data()).text,
+                AllOf(HasSubstr("--password-file FILE"), HasSubstr("--json")));
   }
 }
 

@@ -69,7 +69,7 @@ class report_test : public ::testing::Test {
   sensor_memory memory_;
 };
 
-TEST_F(report_test, json_is_exact_and_leaves_out_what_has_no_value) {
+TEST_F(report_test, json_is_exact_and_says_why_there_is_no_value) {
   result_.set_sensor_id(4);
   result_.mutable_message()->set_key("#:error.refused[a,b]");
   result_.mutable_message()->set_text("Refused by 'a': b (100%)");
@@ -80,6 +80,7 @@ TEST_F(report_test, json_is_exact_and_leaves_out_what_has_no_value) {
   custom.set_unit_text("°C");
   define(2, "Total", "Total", kavu::wire::CHANNEL_KIND_DELTA_COUNTER);
   define(3, "State", "State", kavu::wire::CHANNEL_KIND_INTEGER).set_lookup_name("level");
+  define(4, "Left out", "Left out", kavu::wire::CHANNEL_KIND_INTEGER);
   define(5, "Bad", "Bad", kavu::wire::CHANNEL_KIND_FLOAT);
   add(0).set_integer(largest);
   add(1).set_floating(0.1);
@@ -96,18 +97,38 @@ TEST_F(report_test, json_is_exact_and_leaves_out_what_has_no_value) {
       R"j("unit":"count"},)j"
       "{\"id\":1,\"key\":\"T \uFFFD\",\"name\":\"T \uFFFD\",\"value\":0.1,\"unit\":\"°C\"},"
       R"j({"id":3,"key":"State","name":"State","value":4,"unit":"","text":"Alles gut",)j"
-      R"j("state":"ok"}]})j";
+      R"j("state":"ok"}],"empty_channels":[)j"
+      R"j({"id":2,"key":"Total","name":"Total","why":"first value"},)j"
+      R"j({"id":4,"key":"Left out","name":"Left out","why":"no value in this scan"},)j"
+      R"j({"id":5,"key":"Bad","name":"Bad","why":"not a finite number"}]})j";
   EXPECT_EQ(rest, expected);
   result_.mutable_values(2)->set_integer(107);
   EXPECT_EQ(make().channels[2].value, channel_number(std::int64_t{7}));
+  result_.mutable_values(2)->set_integer(106);
+  EXPECT_EQ(make().channels[2].why_empty, "the counter was set back");
 }
 
-TEST_F(report_test, errors_are_told_by_code_or_by_a_looked_up_state) {
-  for (const auto& [code, ok] : {std::pair{kavu::wire::RESPONSE_CODE_WARNING, true},
-                                 {kavu::wire::RESPONSE_CODE_WRONG_ANSWER, false},
-                                 {kavu::wire::RESPONSE_CODE_OK, true}}) {
+TEST_F(report_test, a_sensor_without_a_message_says_since_when) {
+  define(1, "A", "A", kavu::wire::CHANNEL_KIND_FLOAT);
+  const translator english(module_, "English");
+  memory_.keep(result_);
+  const auto line = [&] {
+    return state_line(make_scan_report(result_, "subscribe_custom_sensor", memory_, english));
+  };
+  EXPECT_EQ(line(), "ok: no message yet");
+  memory_.persistent_data["time_of_last_message"] = "2026-03-01T12:00:05Z";
+  EXPECT_EQ(line(), "ok: no message in this interval");
+  add(1).set_floating(1);
+  EXPECT_EQ(line(), "ok");
+}
+
+TEST_F(report_test, warnings_and_errors_are_told_by_code_or_by_a_looked_up_state) {
+  for (const auto& [code, line] : {std::pair{kavu::wire::RESPONSE_CODE_WARNING, "warning"},
+                                   {kavu::wire::RESPONSE_CODE_WRONG_ANSWER, "error"},
+                                   {kavu::wire::RESPONSE_CODE_OK, "ok"}}) {
     result_.set_response_code(code);
-    EXPECT_EQ(make().ok, ok) << code;
+    EXPECT_EQ(make().ok, line != std::string("error")) << code;
+    EXPECT_EQ(state_line(make()), line);
   }
   result_.set_error_code(1);
   EXPECT_FALSE(make().ok);

@@ -92,13 +92,13 @@ TEST_F(settings_test, values_are_held_against_type_and_limits) {
 }
 
 TEST_F(settings_test, required_ones_must_be_filled_while_they_matter) {
-  EXPECT_THROW(builder_.check_required(), usage_error);  // topic
+  EXPECT_THROW(builder_.check(), usage_error);  // topic
   builder_.set("topic", "t");
-  builder_.check_required();
+  builder_.check();
   builder_.set("channel2", "enable");
-  EXPECT_THROW(builder_.check_required(), usage_error);  // channel2_jsonpath
+  EXPECT_THROW(builder_.check(), usage_error);  // channel2_jsonpath
   builder_.set("channel2_jsonpath", "$.x");
-  builder_.check_required();
+  builder_.check();
 }
 
 TEST_F(settings_test, channels_are_numbered_and_switched_on) {

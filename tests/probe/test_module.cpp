@@ -153,6 +153,9 @@ int32_t CreateSensorInstance(int32_t id, const uint8_t* data, uint32_t size) {
   const std::string behaviour = find(request.settings(), "tank.tank.topic");
   log(7, "password " + find(request.secure_settings(), "access.user_credentials.password") + "\n2");
   const std::int32_t code = behaviour == "late" ? create_at_second_attempt(id, request) : KAVU_OK;
+  if (behaviour == "fails") {
+    log(4, "The tank is away");
+  }
   if (code == KAVU_OK) {
     sensors[id] = {behaviour, 0};
   }
@@ -178,6 +181,8 @@ int32_t ExecuteSensorScan(int32_t id) {
   }
   Envelope message = make_result(id, scanned.scans);
   if (scanned.behaviour == "fails") {
+    log(6, "not worth telling");
+    log(4, "The tank \x1b[31mrefused");
     fail(message);
   }
   send(message);

@@ -45,7 +45,7 @@ Record build(const setting_texts& texts) {
       bytes.data(), static_cast<unsigned int>(bytes.size()))};
 }
 
-/// The text of the failure, "no value" for an empty number, or empty.
+/// The text of the failure, or empty.
 template <class Record>
 std::string failure_of(const setting_texts& texts) {
   try {
@@ -53,8 +53,6 @@ std::string failure_of(const setting_texts& texts) {
     return {};
   } catch (const lib::libi18n::i18n_exception& failure) {
     return failure.what();
-  } catch (const std::bad_optional_access&) {
-    return "no value";
   }
 }
 
@@ -215,6 +213,7 @@ TEST(settings, that_the_document_does_not_offer_have_limits_too) {
   const auto check = failure_of<settings::mqtt_connect_check>;
   const auto notification = failure_of<settings::mqtt_notification>;
   const std::string no_selection = "could not be parsed into selection type ";
+  const std::string empty = "Setting value \"\" is invalid. The setting ";
   struct {
     offer::failure_function failure;
     std::string key;
@@ -224,17 +223,18 @@ TEST(settings, that_the_document_does_not_offer_have_limits_too) {
       {check, "timeout", "0", ""},
       {check, "timeout", "9223372036854775807", ""},
       {check, "timeout", "-1", "is less than the allowed value of 0."},
-      {check, "timeout", "", "no value"},
+      {check, "timeout", "", empty + "\"timeout\" needs a number."},
       {check, "interval", "1", ""},
       {check, "interval", "0", "is less than the allowed value of 1."},
-      {check, "interval", "", "no value"},
+      {check, "interval", "", empty + "\"interval\" needs a number."},
       {check, "logging", "Enabled", no_selection + "\"logging\"."},
       {check, "ipversion", "", no_selection + "\"ipversion\"."},
-      {check, "credentials.connection_mqtt.port", "", "no value"},
+      {check, "credentials.connection_mqtt.port", "",
+       empty + "\"credentials.connection_mqtt.port\" needs a number."},
       {notification, "connection.port", "65535", ""},
       {notification, "connection.port", "-1", "is less than the allowed value of 0."},
       {notification, "connection.port", "65536", "is bigger than the allowed value of 65535."},
-      {notification, "connection.port", "", "no value"},
+      {notification, "connection.port", "", empty + "\"connection.port\" needs a number."},
       {notification, tls_group + "active", "on", no_selection + "\"active\"."},
   };
   for (const auto& each : cases) {

@@ -2,6 +2,7 @@
 
 #include "kavuhelper/settings/kinds.hpp"
 #include "kavuhelper/utils/exceptions.hpp"
+#include "mqtt/settings/integer.hpp"
 #include "mqtt/settings/selection.hpp"
 
 namespace brunvik::monitoring_modules::mqtt::settings {
@@ -24,7 +25,7 @@ std::int64_t parse_interval(const sensor_data_wrapper& data) {
   } catch (const libkavuhelper::utils::exceptions::setting_not_available&) {
     return default_interval;
   }
-  return kinds::kind_integer::parse_and_validate(text, at_least(1)).value();
+  return parse_integer("interval", text, at_least(1));
 }
 
 logging_mode parse_logging(const sensor_data_wrapper& data) {
@@ -43,8 +44,7 @@ ip_version parse_ip_version(const sensor_data_wrapper& data) {
 common_block::common_block(const sensor_data_wrapper& data)
     : host(kinds::kind_string::parse_and_validate(data.get_value("host"))),
       logging(parse_logging(data)),
-      timeout(
-          kinds::kind_integer::parse_and_validate(data.get_value("timeout"), at_least(0)).value()),
+      timeout(parse_integer("timeout", data.get_value("timeout"), at_least(0))),
       cloud_api_key(kinds::kind_securestring::parse_and_validate(
           data.get_secure_value("brunvikcloudapikey"))),
       ipversion(parse_ip_version(data)),

@@ -1,6 +1,7 @@
 #include "mqtt/settings/credentials.hpp"
 
 #include "mqtt/settings/group_reader.hpp"
+#include "mqtt/settings/integer.hpp"
 
 namespace brunvik::monitoring_modules::mqtt::settings {
 
@@ -18,7 +19,7 @@ connection_mqtt::connection_mqtt(const sensor_data_wrapper& data, std::string_vi
   const group_reader group(data, section, "connection_mqtt");
   const kinds::validation_rules any_port{
       .minimum = 1, .is_minimum_set = true, .maximum = 65'535, .is_maximum_set = true};
-  port = kinds::kind_integer::parse_and_validate(group.raw("port"), any_port).value();
+  port = parse_integer(group.key("port"), group.raw("port"), any_port);
 }
 
 tls::tls(const sensor_data_wrapper& data, std::string_view section) {

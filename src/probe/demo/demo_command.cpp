@@ -130,12 +130,13 @@ class demo {
 
   void add_sensor(const demo_sensor_plan& plan) {
     const auto id = static_cast<std::int32_t>(sensors_.size()) + 1;
-    settings_builder settings = make_sensor_settings(context_, plan.kind, id, options_.interval);
+    settings_builder settings =
+        make_sensor_settings(context_, plan.kind, id, options_.interval, common_.log);
     for (const named_value& item : plan.settings) {
       settings.set(item.name, item.value);
     }
     set_channels(settings, plan.channels);
-    settings.check_required();
+    settings.check();
     table_entry entry;
     entry.title = context_.output.sensor_name(plan.kind) + ", " + plan.subject;
     entry.counting_time =

@@ -47,7 +47,7 @@ class table_writer {
     }
     const std::string age = age_of(entry);
     for (const channel_report& channel : entry.report->channels) {
-      add_channel(channel, age, entry.counting_time);
+      add_channel(*entry.report, channel, age, entry.counting_time);
       for (const second_opinion& opinion : entry.opinions) {
         if (opinion.channel_key == channel.key) {
           add_row("    " + opinion.who, opinion.value, unit_for_people(channel), age, "",
@@ -64,12 +64,11 @@ class table_writer {
     std::string state = "no scan yet";
     std::string_view colour = style::faint;
     if (entry.report) {
-      const bool ok = entry.report->ok;
-      state = ok ? "ok" : "error";
-      if (entry.report->message) {
-        state += ": " + message_line(entry.report->message);
-      }
-      colour = ok ? style::green : style::red;
+      const verdict taken = verdict_of(*entry.report);
+      state = state_line(*entry.report);
+      colour = taken == verdict::ok        ? style::green
+               : taken == verdict::warning ? style::yellow
+                                           : style::red;
     }
     const std::size_t width = fixed_width + note_width_;
     const std::string title = shorten(printable(entry.title), name_width + value_width + 2);
@@ -78,17 +77,17 @@ class table_writer {
     lines_.push_back(styled(title, style::bold) + "   " + styled(shorten(state, left), colour));
   }
 
-  void add_channel(const channel_report& channel, const std::string& age,
+  void add_channel(const scan_report& report, const channel_report& channel, const std::string& age,
                    const std::string& counting_time) {
     std::string_view colour;
-    std::string note;
+    std::string note = empty_note(report, channel);
     if (channel.words) {
       colour = channel.words->state == value_state::error     ? style::red
                : channel.words->state == value_state::warning ? style::yellow
                : channel.words->state == value_state::ok      ? style::green
                                                               : std::string_view();
-    } else if (channel.counter) {
-      note = channel.value ? counting_time : "next scan";
+    } else if (channel.counter && channel.value) {
+      note = counting_time;
     }
     add_row("  " + printable(channel.name), shown_value(channel), unit_for_people(channel), age,
             note, colour);
