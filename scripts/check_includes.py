@@ -28,7 +28,7 @@ LAYERS = {
     "src/mqtt/sensors": SUPPORT + ("kavuhelper", "mqtt", "mqtt/settings"),
     "src/definition": ("libexception", "libi18n"),
     "src/module": SUPPORT + ("kavuhelper", "mqtt", "mqtt/settings", "mqtt/sensors", "definition"),
-    "src/probe": ("libexception", "libstringutils"),
+    "src/probe": ("libexception", "libstringutils", "libjsonparser"),
 }
 
 # One sensor knows nothing of another. How the names of its files begin, and whose they are.

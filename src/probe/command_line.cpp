@@ -5,16 +5,19 @@
 #include <CLI/CLI.hpp>
 
 #include "probe/command_line_fault.hpp"
+#include "probe/connection_settings.hpp"
 #include "probe/failure.hpp"
 #include "probe/option_text.hpp"
+#include "probe/scan_inputs.hpp"
 
 namespace kavu_probe {
 namespace {
 
 // Texts of options that are only understood after the whole line has been read.
 struct raw_texts {
+  std::string ip = "auto";
   std::string interval;
-  std::string topic;
+  std::optional<std::string> topic;
   std::string message_path;
   std::vector<std::string> settings;
   std::vector<std::string> channels;
@@ -46,6 +49,7 @@ class command_line {
     }
     command_options command = finish_();
     check_connection();
+    check_ip_version();
     return {program_options{common_, std::move(command)}, ""};
   }
 
@@ -98,6 +102,8 @@ class command_line {
           ->check(not_empty);
     };
     add("--host", connection.host, "NAME", "Name or address (127.0.0.1)");
+    add("--ip", raw_.ip, "4|6|auto", "Version of IP to connect with; not for notify (auto)")
+        ->check(CLI::IsMember({"4", "6", "auto"}).description(""));
     add("--port", connection.port, "NUMBER", "Port (what the module declares, 1883)")
         ->check(whole_number_check(0, INT32_MAX));
     add("--timeout", connection.timeout_s, "SECONDS", "Time-out (10)")
@@ -149,6 +155,19 @@ class command_line {
          "--cert");
     if (given.host.empty()) {
       throw usage_error("--host must not be empty.");
+    }
+  }
+
+  void check_ip_version() {
+    if (raw_.ip == "auto") {
+      return;
+    }
+    connection_options& connection = common_.connection;
+    connection.ip = raw_.ip == "4" ? ip_version::ipv4 : ip_version::ipv6;
+    const ip_version address = make_host_address(connection.host).version;
+    if (address != ip_version::automatic && address != connection.ip) {
+      throw usage_error(
+          fmt::format("--ip {}: {} is an address of the other version.", raw_.ip, connection.host));
     }
   }
 
@@ -250,6 +269,12 @@ class command_line {
     command->add_flag_callback(
         "--duration", [this] { set("duration_since_last_message", "enable"); },
         "Show the time since the last message");
+    command
+        ->add_option("--max-age", scan_.max_age_s,
+                     "A last message that is older, or none at all, is an error; shows the time "
+                     "since then")
+        ->type_name("SECONDS")
+        ->check(whole_number_check(1, longest_age_s));
   }
 
   CLI::App* add_scan(CLI::App* parent, const char* name, const char* help, const char* kind,
@@ -280,8 +305,8 @@ class command_line {
     }
     result.at_once = at_once;
     result.interval = interval_or(scan_interval);
-    if (!raw_.topic.empty()) {
-      result.settings.push_back({"topic", raw_.topic});
+    if (raw_.topic) {
+      result.settings.push_back({"topic", *raw_.topic});
     }
     if (!raw_.message_path.empty()) {
       result.settings.push_back({"message_path", raw_.message_path});
@@ -292,6 +317,10 @@ class command_line {
     for (const std::string& text : raw_.channels) {
       result.channels.push_back(parse_channel_option(text));
     }
+    if (result.max_age_s) {
+      result.settings.push_back({"duration_since_last_message", "enable"});
+    }
+    check_scan_inputs(result);
     return result;
   }
 
@@ -308,13 +337,22 @@ class command_line {
         ->required();
     command->add_option("--client-id", notify_.client_id, "MQTT client identifier (kavu_probe_)")
         ->type_name("TEXT");
-    command->parse_complete_callback([this] { finish_ = [this] { return notify_; }; });
+    command->parse_complete_callback([this] {
+      finish_ = [this] {
+        if (raw_.ip != "auto") {
+          throw usage_error("--ip has no effect on notify, which uses both versions of IP.");
+        }
+        check_publish_topic(notify_.topic);
+        return notify_;
+      };
+    });
   }
 
   static constexpr const char* common_group = "Every command";
   static constexpr const char* connection_group = "Connection";
   static constexpr const char* demo_interval = "3";
   static constexpr const char* scan_interval = "5";
+  static constexpr std::int64_t longest_age_s = 10LL * 365 * 24 * 3600;
 
   CLI::App app_;
   common_options common_;

@@ -1,28 +1,19 @@
 #include "probe/connection_settings.hpp"
 
-#include <arpa/inet.h>
+#include "probe/ip_version.hpp"
 
 namespace kavu_probe {
-namespace {
-
-bool is_ipv6_literal(const std::string& host) {
-  // An address of one link carries its interface behind a percent sign (RFC 4007).
-  const std::string address = host.substr(0, host.find('%'));
-  in6_addr parsed{};
-  return inet_pton(AF_INET6, address.c_str(), &parsed) == 1;
-}
-
-}  // namespace
 
 host_address make_host_address(const std::string& host) {
-  if (is_ipv6_literal(host)) {
-    return {"[" + host + "]", "IPv6"};
+  const ip_version version = literal_version(host);
+  if (version == ip_version::ipv6) {
+    return {"[" + host + "]", version};
   }
   if (host.size() > 2 && host.front() == '[' && host.back() == ']' &&
-      is_ipv6_literal(host.substr(1, host.size() - 2))) {
-    return {host, "IPv6"};
+      literal_version(host.substr(1, host.size() - 2)) == ip_version::ipv6) {
+    return {host, ip_version::ipv6};
   }
-  return {host, "IPv4"};
+  return {host, version};
 }
 
 void set_connection(settings_builder& builder, const connection_options& options,
@@ -59,7 +50,8 @@ void add_common_settings(settings_builder& builder, const connection_options& op
   builder.add("logging", logging ? "enabled" : "disabled");
   builder.add("timeout", std::to_string(options.timeout_s));
   builder.add_secret("brunvikcloudapikey", secret());
-  builder.add("ipversion", host.ip_version);
+  const ip_version version = options.ip == ip_version::automatic ? host.version : options.ip;
+  builder.add("ipversion", version == ip_version::ipv6 ? "IPv6" : "IPv4");
   builder.add("interval", std::to_string(seconds));
 }
 

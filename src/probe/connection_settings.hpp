@@ -9,11 +9,11 @@
 
 namespace kavu_probe {
 
-/// A host as modules expect it: an IPv6 address in brackets, and the version of the protocol.
+/// A host as modules expect it: an IPv6 address in brackets.
 struct host_address {
   std::string text;
-  /// "IPv4" or "IPv6". A name counts as IPv4.
-  std::string ip_version;
+  /// The address's; `automatic` for a name.
+  ip_version version;
 };
 
 host_address make_host_address(const std::string& host);
@@ -24,7 +24,7 @@ void set_connection(settings_builder& builder, const connection_options& options
                     const connection_credentials& credentials);
 
 /// Adds what every sensor and check has beside the document's settings. The interval is rounded up
-/// to whole seconds.
+/// to whole seconds. A name whose version of IP is still open is sent with IPv4.
 void add_common_settings(settings_builder& builder, const connection_options& options, bool logging,
                          std::chrono::nanoseconds interval);
 

@@ -10,8 +10,11 @@
 // What the command line asks for, as plain values.
 namespace kavu_probe {
 
+enum class ip_version { automatic, ipv4, ipv6 };
+
 struct connection_options {
   std::string host = "127.0.0.1";
+  ip_version ip = ip_version::automatic;
   /// Not given: what the module declares as its default.
   std::optional<std::int64_t> port;
   std::int64_t timeout_s = 10;
@@ -68,6 +71,8 @@ struct scan_options {
   /// Scan when the sensor has been created, not an interval later.
   bool at_once = false;
   bool require_checks = false;
+  /// A result whose last message is older than this, or that knows of none, is an error.
+  std::optional<std::int64_t> max_age_s;
   std::vector<named_value> settings;
   std::vector<channel_option> channels;
 };

@@ -10,6 +10,7 @@
 #include "probe/console.hpp"
 #include "probe/demo/demo_command.hpp"
 #include "probe/failure.hpp"
+#include "probe/ip_version.hpp"
 #include "probe/signal_watcher.hpp"
 
 namespace kavu_probe {
@@ -64,19 +65,28 @@ int run_hosted(const program_options& options, const signal_watcher& signals) {
   }
 }
 
+/// Checks and sensors are told which version of IP they have to use.
+void settle_ip_version(program_options& options, const std::stop_token& stop) {
+  if (std::holds_alternative<check_options>(options.command) ||
+      std::holds_alternative<scan_options>(options.command)) {
+    options.common.connection.ip = resolve_version(options.common.connection, stop);
+  }
+}
+
 }  // namespace
 
 int run_program(int argument_count, const char* const* arguments) {
   // A reader that goes away is a failed write, with its message.
   std::signal(SIGPIPE, SIG_IGN);
   try {
-    const command_line_result line = read_command_line(argument_count, arguments);
+    command_line_result line = read_command_line(argument_count, arguments);
     if (!line.options) {
       print_text(line.text);
       return exit_code::well;
     }
     const signal_watcher signals;
     try {
+      settle_ip_version(*line.options, signals.token());
       return run_hosted(*line.options, signals);
     } catch (const stopped&) {
       return exit_code_of(signals.signal());

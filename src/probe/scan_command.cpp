@@ -6,6 +6,7 @@
 #include "probe/commands.hpp"
 #include "probe/failure.hpp"
 #include "probe/hosted_sensor.hpp"
+#include "probe/message_age.hpp"
 #include "probe/steady_schedule.hpp"
 #include "probe/utf8.hpp"
 
@@ -89,7 +90,15 @@ class scan_series {
     return true;
   }
 
-  void scan() { show(sensor_.scan()); }
+  void scan() {
+    std::vector<scan_report> reports = sensor_.scan();
+    if (options_.max_age_s) {
+      for (scan_report& report : reports) {
+        require_recent_message(report, *options_.max_age_s);
+      }
+    }
+    show(reports);
+  }
 
   void show(const std::vector<scan_report>& reports) {
     for (const scan_report& report : reports) {

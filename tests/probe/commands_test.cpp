@@ -54,6 +54,10 @@ TEST(usage, ends_with_2_and_one_line) {
       {{"check", "--module", "/nowhere.so"}, "/nowhere.so"},
       {{"check", "--module", "/bin/sh"}, "cannot be loaded"},
       {{"check", "--port", "70000"}, "70000 is more than 65535"},
+      {{"check", "--ip", "6", "--host", "127.0.0.1"}, "127.0.0.1 is an address of the other"},
+      {{"check", "--ip", "4", "--host", "[::1]"}, "[::1] is an address of the other"},
+      {{"notify", "--ip", "4", "--topic", "t", "--message", "m"}, "no effect on notify"},
+      {{"notify", "--topic", "a/+", "--message", "m"}, "\"a/+\" holds the wildcard \"+\""},
       {{"check", "--user", "u", "--password-file", "/nowhere"}, "No such file"},
       {{"check", "--user", "u", "--password-file", lines}, "holds several lines"},
       {{"check", "--user", "u", "--password-file", "/dev/null"}, "it is empty"},
@@ -79,6 +83,20 @@ TEST(usage, ends_with_2_and_one_line) {
     EXPECT_THAT(errors, AllOf(HasSubstr(expected), Not(HasSubstr("geheim"))));
     EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
     EXPECT_EQ(run.output(), "");
+  }
+}
+
+TEST(check, sends_the_version_of_ip) {
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{"--host", "localhost"}, "localhost IPv4"},
+      {{"--host", "localhost", "--ip", "6"}, "localhost IPv6"},
+      {{"--host", "::1", "--ip", "auto"}, "[::1] IPv6"}};
+  for (const auto& [arguments, seen] : cases) {
+    std::vector<std::string> line = on_test_module({"check", "--log"});
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    probe_run run(line);
+    EXPECT_EQ(run.wait(), 0);
+    EXPECT_THAT(run.errors(), HasSubstr(seen));
   }
 }
 

@@ -82,6 +82,46 @@ TEST(command_line, takes_texts_as_they_stand) {
   EXPECT_EQ(options.common.connection.host, "::1");
 }
 
+// A module tells them only when it has connected, or with the first message.
+TEST(command_line, refuses_topics_and_paths_that_cannot_work) {
+  const std::string too_long(65'536, 'x');
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{"statistics", "--topic="}, "--topic"},
+      {{"statistics", "--topic", "a/#/b"}, "has a \"#\" before its last level"},
+      {{"statistics", "--topic", "a/b#"}, "has a \"#\" that does not fill its level"},
+      {{"statistics", "--topic", "a+/b"}, "has a \"+\" that does not fill its level"},
+      {{"statistics", "--topic", "+b"}, "has a \"+\" that does not fill its level"},
+      {{"statistics", "--topic", "a\xff"}, "is not UTF-8"},
+      {{"statistics", "--topic", "\xed\xa0\x80"}, "is not UTF-8"},
+      {{"statistics", "--topic", "a\n"}, "the control character U+000A"},
+      {{"statistics", "--topic", too_long}, "has 65536 bytes"},
+      {{"statistics", "--set", "connection_statistics.topic=#/", "--topic", "t"}, "\"#/\""},
+      {{"roundtrip", "--topic", "a/+"}, "holds the wildcard \"+\""},
+      {{"custom", "--topic", "a#", "--channel", "name=a,path=$"}, "\"a#\""},
+      {{"custom", "--topic", "t", "--channel", "name=a,path="}, "channel \"a\" is empty"},
+      {{"custom", "--topic", "t", "--channel", "name=a,path=$["}, "channel \"a\", \"$[\""},
+      {{"custom", "--topic", "t", "--channel", "name=a,path=fly($)"}, "Unknown function"},
+      {{"custom", "--topic", "t", "--channel", "name=a,path=$", "--message-path", "$.[?"},
+       "message_path, \"$.[?\""},
+      {{"sensor", "subscribe_custom_sensor", "--set", "channel9_jsonpath=$..["},
+       "channel9_jsonpath, \"$..[\""},
+  };
+  for (auto [arguments, expected] : cases) {
+    arguments.insert(arguments.begin(), "scan");
+    try {
+      read(arguments);
+      ADD_FAILURE() << "accepted, and not: " << expected;
+    } catch (const usage_error& failure) {
+      EXPECT_NE(std::string_view(failure.what()).find(expected), std::string_view::npos)
+          << failure.what();
+    }
+  }
+  for (const char* filter : {"#", "+", "/", "+/#", "a//+/b", "$SYS/#", "Ölpumpe/AA:BB/+"}) {
+    EXPECT_NO_THROW(read({"scan", "statistics", "--topic", filter})) << filter;
+  }
+  read({"scan", "roundtrip", "--set", "topic="});
+}
+
 TEST(command_line, says_in_one_line_what_is_wrong) {
   // A line, and words of what is said of it.
   const std::pair<const char*, const char*> cases[] = {

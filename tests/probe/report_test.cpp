@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "probe/json_lines.hpp"
+#include "probe/message_age.hpp"
 #include "probe/reporter.hpp"
 #include "probe/test_document.hpp"
 #include "probe/text_layout.hpp"
@@ -137,6 +138,35 @@ TEST_F(report_test, warnings_and_errors_are_told_by_code_or_by_a_looked_up_state
   const scan_report report = make();
   EXPECT_FALSE(report.ok);
   EXPECT_EQ(value_text(report.channels.at(0)), "Dry");
+}
+
+TEST(message_age, that_is_too_great_or_unknown_makes_an_error) {
+  struct {
+    std::optional<std::int64_t> age;
+    const char* said;
+    const char* shown;
+  } const cases[] = {
+      {60, "hot", nullptr},
+      {61, nullptr, "The last message is 61 s old, more than 60 s."},
+      {61, "hot", "The last message is 61 s old, more than 60 s. The sensor says: hot"},
+      {std::nullopt, nullptr, "No message has come yet; at least one every 60 s is expected."},
+  };
+  for (const auto& expected : cases) {
+    scan_report report;
+    report.ok = true;
+    if (expected.said != nullptr) {
+      report.message = message_text{expected.said, expected.said};
+    }
+    channel_report channel;
+    channel.id = expected.age ? 0 : 1;
+    channel.key = "channel.duration_since_last_message";
+    channel.value = expected.age.value_or(5);
+    report.channels.push_back(channel);
+    require_recent_message(report, 60);
+    EXPECT_EQ(report.ok, expected.shown == nullptr);
+    EXPECT_EQ(report.response_code, report.ok ? 0 : 2);
+    EXPECT_EQ(report.message->text, report.ok ? expected.said : expected.shown);
+  }
 }
 
 TEST(number, shows_no_artefacts_to_people) {

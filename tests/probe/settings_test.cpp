@@ -6,6 +6,7 @@
 #include "probe/channel_settings.hpp"
 #include "probe/connection_settings.hpp"
 #include "probe/failure.hpp"
+#include "probe/ip_version.hpp"
 #include "probe/settings_builder.hpp"
 #include "probe/test_document.hpp"
 
@@ -111,19 +112,48 @@ TEST_F(settings_test, channels_are_numbered_and_switched_on) {
 }
 
 TEST(host_address, brackets_ipv6_literals_once) {
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {"::1", "[::1]", "IPv6"},
-      {"[::1]", "[::1]", "IPv6"},
-      {"fe80::1%eth0", "[fe80::1%eth0]", "IPv6"},
-      {"127.0.0.1", "127.0.0.1", "IPv4"},
-      {"broker.local", "broker.local", "IPv4"},
-      {"a:b", "a:b", "IPv4"},
-      {"[", "[", "IPv4"},
+  const std::tuple<const char*, const char*, ip_version> cases[] = {
+      {"::1", "[::1]", ip_version::ipv6},
+      {"[::1]", "[::1]", ip_version::ipv6},
+      {"fe80::1%eth0", "[fe80::1%eth0]", ip_version::ipv6},
+      {"127.0.0.1", "127.0.0.1", ip_version::ipv4},
+      {"broker.local", "broker.local", ip_version::automatic},
+      {"a:b", "a:b", ip_version::automatic},
+      {"[", "[", ip_version::automatic},
   };
   for (const auto& [host, text, version] : cases) {
     EXPECT_EQ(make_host_address(host).text, text);
-    EXPECT_EQ(make_host_address(host).ip_version, version) << host;
+    EXPECT_EQ(make_host_address(host).version, version) << host;
   }
+}
+
+TEST(ip_version, of_a_name_is_the_first_that_it_has) {
+  addrinfo ipv4{};
+  ipv4.ai_family = AF_INET;
+  addrinfo ipv6{};
+  ipv6.ai_family = AF_INET6;
+  EXPECT_EQ(choose_version(&ipv6), ip_version::ipv6);
+  ipv6.ai_next = &ipv4;
+  EXPECT_EQ(choose_version(&ipv6), ip_version::ipv4) << "the system prefers the other";
+  EXPECT_EQ(choose_version(nullptr), ip_version::automatic);
+  const std::tuple<const char*, ip_version, ip_version> cases[] = {
+      {"localhost", ip_version::automatic, ip_version::ipv4},
+      {"localhost", ip_version::ipv6, ip_version::ipv6},
+      {"nowhere.invalid", ip_version::automatic, ip_version::ipv4},
+      {"::1", ip_version::automatic, ip_version::automatic},
+  };
+  for (const auto& [host, asked, version] : cases) {
+    connection_options options;
+    options.host = host;
+    options.ip = asked;
+    options.timeout_s = 1;
+    EXPECT_EQ(resolve_version(options, {}), version) << host;
+  }
+  std::stop_source stop;
+  stop.request_stop();
+  connection_options options;
+  options.host = "nowhere.invalid";
+  EXPECT_THROW(resolve_version(options, stop.get_token()), stopped);
 }
 
 TEST(definition, says_where_it_is_damaged) {

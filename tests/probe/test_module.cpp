@@ -213,7 +213,9 @@ int32_t ExecuteMetaScan(int32_t id, uint32_t /*value*/, const uint8_t* data, uin
 }
 
 int32_t ExecuteCheck(int32_t id, const uint8_t* data, uint32_t size) {
-  const std::string host = find(read(data, size).check_data().settings(), "host");
+  const Envelope request = read(data, size);
+  const std::string host = find(request.check_data().settings(), "host");
+  log(7, host + " " + find(request.check_data().settings(), "ipversion"));
   if (host == "blocks") {
     block();
   }
