@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "libjsonparser/decimal_text.hpp"
 #include "libjsonparser/exceptions.hpp"
 #include "libjsonparser/jsoncons_value.hpp"
 #include "libjsonparser/number_text.hpp"
@@ -22,8 +23,9 @@ constexpr const char* integer_type = "integer";
 constexpr const char* float_type = "floating point";
 constexpr const char* string_type = "string";
 
-// Turns the digits of fractions and exponents into doubles: the library's own conversion depends on
-// the locale, or refuses the whole document for one number that is out of range.
+// Turns the digits of fractions and exponents into doubles where these are exact, and large whole
+// numbers into integers. What is left keeps its text. The library's own conversion rounds without a
+// word, depends on the locale, or refuses the whole document for one number that is out of range.
 class number_reader : public jsoncons::basic_json_filter<char> {
  public:
   using basic_json_filter::basic_json_filter;
@@ -33,9 +35,20 @@ class number_reader : public jsoncons::basic_json_filter<char> {
                                             jsoncons::semantic_tag tag,
                                             const jsoncons::ser_context& context,
                                             std::error_code& error) override {
-    if (tag == jsoncons::semantic_tag::bigdec) {
-      destination().double_value(nearest_double({value.data(), value.size()}),
-                                 jsoncons::semantic_tag::none, context, error);
+    const std::string_view text(value.data(), value.size());
+    if (tag != jsoncons::semantic_tag::bigdec) {
+      destination().string_value(value, tag, context, error);
+      JSONCONS_VISITOR_RETURN;
+    }
+    const double number = nearest_double(text);
+    if (is_exact(number, text)) {
+      destination().double_value(number, jsoncons::semantic_tag::none, context, error);
+      JSONCONS_VISITOR_RETURN;
+    }
+    const decimal exact(text);
+    const auto whole = exact.is_whole() ? exact.truncated() : std::nullopt;
+    if (whole) {
+      destination().int64_value(*whole, jsoncons::semantic_tag::none, context, error);
     } else {
       destination().string_value(value, tag, context, error);
     }
@@ -74,15 +87,18 @@ std::string_view characters(const json_value& value) {
   return {view.data(), view.size()};
 }
 
+constexpr double first_beyond_64_bits = 9223372036854775808.0;  // 2^63
+
+// What the document holds; a number that was calculated and has no digits has no text either.
 std::string number_text(const json_value& value) {
   if (is_large_number(value)) {
-    return std::string(characters(value));
+    return shortened(characters(value));
   }
   const double number = value.as_double();
   if (std::isfinite(number)) {
     return serialize_value(value);
   }
-  return std::isnan(number) ? "nan" : number > 0 ? "inf" : "-inf";
+  return std::isnan(number) ? "undefined result" : "result out of range";
 }
 
 bool is_text(const json_value& value) {
@@ -93,19 +109,31 @@ bool is_text(const json_value& value) {
   throw unexpected_type_error(std::string("Type is: ") + type_name(value));
 }
 
-// A whole number that was written with a fraction or an exponent is exact up to this bound.
-constexpr double largest_exact_integer = 9007199254740992.0;    // 2^53
-constexpr double first_beyond_64_bits = 9223372036854775808.0;  // 2^63
+[[noreturn]] void throw_not_whole(const json_value& value) {
+  throw unexpected_type_error(std::string("Type is: ") + float_type +
+                              ", value is: " + number_text(value));
+}
 
 std::int64_t integer_of_double(const json_value& value) {
   const double number = value.as_double();
-  if (!(std::abs(number) < first_beyond_64_bits)) {
+  if (!(std::abs(number) < first_inexact_integer)) {
     throw exceptions::conversion_error(number_text(value), integer_type);
   }
-  if (std::abs(number) > largest_exact_integer || std::trunc(number) != number) {
-    throw_unexpected_type(value);
+  if (std::trunc(number) != number) {
+    throw_not_whole(value);
   }
   return static_cast<std::int64_t>(number);
+}
+
+std::int64_t integer_of_decimal(const json_value& value) {
+  const decimal number(characters(value));
+  if (!number.is_whole()) {
+    throw_not_whole(value);
+  }
+  if (const auto whole = number.truncated()) {
+    return *whole;
+  }
+  throw exceptions::conversion_error(number_text(value), integer_type);
 }
 
 void measure_value(const json_value& value, int depth, json_document::extent& result) {
@@ -138,6 +166,16 @@ bool same_ignoring_case(std::string_view one, std::string_view other) {
 
 double approximate(const json_value& number) noexcept {
   return is_large_number(number) ? nearest_double(characters(number)) : number.as_double();
+}
+
+int compare_decimals(const json_value& left, const json_value& right) noexcept {
+  const auto calculated = [](const json_value& number) {
+    return is_large_number(number) ? std::string() : number_text(number);
+  };
+  const std::string one = calculated(left);
+  const std::string other = calculated(right);
+  return decimal(one.empty() ? characters(left) : one)
+      .compare(decimal(other.empty() ? characters(right) : other));
 }
 
 json_value read_json(std::string_view text) {
@@ -186,7 +224,8 @@ const char* type_name(const json_value& value) {
   if (is_text(value)) {
     return string_type;
   }
-  return value.is_double() ? float_type : integer_type;
+  return value.is_double() || value.tag() == jsoncons::semantic_tag::bigdec ? float_type
+                                                                            : integer_type;
 }
 
 std::string to_text(const json_value& value) {
@@ -203,11 +242,14 @@ std::int64_t to_integer(const json_value& value) {
   if (value.is_double()) {
     return integer_of_double(value);
   }
+  if (is_large_number(value)) {
+    return integer_of_decimal(value);
+  }
   if (value.is<std::int64_t>() && !value.is_string()) {
     return value.as<std::int64_t>();
   }
   if (value.is_number()) {
-    throw exceptions::conversion_error(shortened(number_text(value)), integer_type);
+    throw exceptions::conversion_error(number_text(value), integer_type);
   }
   if (!value.is_string()) {
     throw_unexpected_type(value);
@@ -221,7 +263,7 @@ std::int64_t to_integer(const json_value& value) {
 double to_float(const json_value& value) {
   if (value.is_string()) {
     if (const auto number = leading_float(characters(value))) {
-      return *number;
+      return number->value;
     }
     throw exceptions::conversion_error(shortened(characters(value)), float_type);
   }
@@ -233,6 +275,29 @@ double to_float(const json_value& value) {
     throw exceptions::conversion_error(number_text(value), float_type);
   }
   return number;
+}
+
+std::optional<std::int64_t> to_counter(const json_value& value) {
+  const double number = to_float(value);
+  if (number < 0) {
+    return std::nullopt;
+  }
+  if (value.is_int64()) {
+    return value.as<std::int64_t>();
+  }
+  if (value.is_string()) {
+    if (const auto digits = leading_float(characters(value))->digits; !digits.empty()) {
+      if (const auto exact = decimal(digits).truncated()) {
+        return exact;
+      }
+      throw exceptions::conversion_error(shortened(characters(value)), integer_type);
+    }
+  }
+  if (!(number < first_beyond_64_bits)) {
+    throw exceptions::conversion_error(
+        value.is_string() ? shortened(characters(value)) : number_text(value), integer_type);
+  }
+  return static_cast<std::int64_t>(number);
 }
 
 bool to_boolean(const json_value& value) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -61,6 +62,7 @@ class json_document {
 [[nodiscard]] std::string to_text(const json_value& value);
 [[nodiscard]] std::int64_t to_integer(const json_value& value);
 [[nodiscard]] double to_float(const json_value& value);
+[[nodiscard]] std::optional<std::int64_t> to_counter(const json_value& value);
 [[nodiscard]] bool to_boolean(const json_value& value);
 
 /// The value as compact JSON text.

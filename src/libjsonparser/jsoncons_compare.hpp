@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "libjsonparser/jsoncons_value.hpp"
+#include "libjsonparser/number_text.hpp"
 
 /// The order of values, as comparisons in expressions use it; see jsoncons_value.hpp.
 namespace brunvik::monitoring_modules::libjsonparser {
@@ -37,8 +39,13 @@ inline int compare_numbers(const json_value& left, const json_value& right) {
   }
   const double one = approximate(left);
   const double other = approximate(right);
-  if (one == other && is_large_number(left) && is_large_number(right)) {
-    return left.as_string_view().compare(right.as_string_view());
+  // Such a double has been rounded, in an expression; one of the document has not.
+  const auto rounded = [](const json_value& number, double value) {
+    return number.is_double() && !(std::abs(value) < first_inexact_integer);
+  };
+  if (one == other && (is_large_number(left) || is_large_number(right)) && !rounded(left, one) &&
+      !rounded(right, other)) {
+    return compare_decimals(left, right);
   }
   return order(one < other, one == other);
 }

@@ -31,7 +31,7 @@ jsoncons::basic_json<char, brunvik::monitoring_modules::libjsonparser::value_pol
 
 namespace brunvik::monitoring_modules::libjsonparser {
 
-/// Numbers in digits alone that are beyond 64 bits are strings to the library, with a mark.
+/// Numbers that neither 64 bits nor a double hold exactly are strings to the library, with a mark.
 [[nodiscard]] inline bool is_large_number(const json_value& value) {
   return value.tag() == jsoncons::semantic_tag::bigint ||
          value.tag() == jsoncons::semantic_tag::bigdec;
@@ -40,6 +40,9 @@ namespace brunvik::monitoring_modules::libjsonparser {
 /// A number as a double, as near as can be, and infinite when it is too large. Never throws, unlike
 /// the library's own conversion.
 [[nodiscard]] double approximate(const json_value& number) noexcept;
+
+/// Below 0, 0 or above 0, for two numbers that may differ by less than doubles can tell.
+[[nodiscard]] int compare_decimals(const json_value& left, const json_value& right) noexcept;
 
 /// Exactly one JSON value as RFC 8259 has it: no comments, no trailing commas. Throws the library's
 /// exceptions.

@@ -103,4 +103,8 @@ std::string jsonpath_parser::serialize() const {
   return serialize_value(document_->root());
 }
 
+std::optional<std::int64_t> jsonpath_parser::query_counter(const std::string& query) const {
+  return find_one(*document_, *expressions_, query, to_counter);
+}
+
 }  // namespace brunvik::monitoring_modules::libjsonparser

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +45,7 @@ class jsonpath_parser : public libparser::parser_interface {
       const std::string& query) const override;
 
   [[nodiscard]] std::string serialize() const override;
+  [[nodiscard]] std::optional<std::int64_t> query_counter(const std::string& query) const override;
 
  private:
   const std::unique_ptr<const json_document> document_;

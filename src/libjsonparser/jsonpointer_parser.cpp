@@ -105,6 +105,10 @@ std::string jsonpointer_parser::serialize() const {
   return serialize_value(root());
 }
 
+std::optional<std::int64_t> jsonpointer_parser::query_counter(const std::string& query) const {
+  return to_counter(resolve(query));
+}
+
 const json_value& jsonpointer_parser::resolve(const std::string& query) const {
   return at_pointer(root(), query);
 }

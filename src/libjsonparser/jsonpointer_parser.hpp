@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +36,7 @@ class jsonpointer_parser : public libparser::parser_interface {
   [[nodiscard]] std::map<std::string, list> query_object_of_lists(
       const std::string& query) const override;
   [[nodiscard]] std::string serialize() const override;
+  [[nodiscard]] std::optional<std::int64_t> query_counter(const std::string& query) const override;
 
  protected:
   /// The one value that `query` names. Throws `query_error` for a malformed query, `empty_result`

@@ -6,6 +6,8 @@
 #include <limits>
 #include <system_error>
 
+#include "libjsonparser/decimal_text.hpp"
+
 namespace brunvik::monitoring_modules::libjsonparser {
 
 namespace {
@@ -53,25 +55,6 @@ std::string_view without_fraction(std::string_view rest) {
   return rest;
 }
 
-// The power of ten of the first digit that is not zero, of a number without a sign.
-std::int64_t decimal_order(std::string_view number) {
-  const auto mark = std::min(number.find_first_of("eE"), number.size());
-  const auto digits = number.substr(0, mark);
-  const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
-  const auto first = static_cast<std::int64_t>(digits.find_first_not_of("0."));
-  std::int64_t exponent = 0;
-  if (mark < number.size()) {
-    auto text = number.substr(mark + 1);
-    const bool negative = take_sign(text);
-    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), exponent);
-    // No text is so long that its digits could make up for such an exponent.
-    constexpr auto beyond = std::numeric_limits<std::int64_t>::max() / 2;
-    exponent = error == std::errc() ? std::min(exponent, beyond) : beyond;
-    exponent = negative ? -exponent : exponent;
-  }
-  return (first < point ? point - first - 1 : point - first) + exponent;
-}
-
 }  // namespace
 
 std::optional<std::int64_t> leading_integer(std::string_view text) {
@@ -91,27 +74,68 @@ std::optional<std::int64_t> leading_integer(std::string_view text) {
   return static_cast<std::int64_t>(negative ? std::uint64_t{0} - magnitude : magnitude);
 }
 
-std::optional<double> leading_float(std::string_view text) {
+std::optional<leading_number> leading_float(std::string_view text) {
   skip_blanks(text);
   const bool negative = take_sign(text);
   if (text.empty() || !(is_digit(text.front()) || text.front() == '.')) {
     return std::nullopt;
   }
   const auto* const end = text.data() + text.size();
-  double value = 0;
+  leading_number number;
   std::from_chars_result result{};
   if (starts_hexadecimal(text)) {
-    result = std::from_chars(text.data() + 2, end, value, std::chars_format::hex);
+    result = std::from_chars(text.data() + 2, end, number.value, std::chars_format::hex);
     if (result.ec == std::errc::invalid_argument) {  // "0x.y" is a zero and a rest
       result.ec = std::errc();
     }
   } else {
-    result = std::from_chars(text.data(), end, value);
+    result = std::from_chars(text.data(), end, number.value);
+    number.digits = text.substr(0, static_cast<std::size_t>(result.ptr - text.data()));
   }
-  if (result.ec != std::errc() || !std::isfinite(value)) {
+  if (result.ec != std::errc() || !std::isfinite(number.value)) {
     return std::nullopt;
   }
-  return negative ? -value : value;
+  number.value = negative ? -number.value : number.value;
+  return number;
+}
+
+std::optional<std::string> whole_number(std::string_view text) {
+  skip_blanks(text);
+  const std::string sign = take_sign(text) ? "-" : "";
+  const auto last = text.find_last_not_of(" \t\n\v\f\r");
+  text = text.substr(0, last == std::string_view::npos ? 0 : last + 1);
+  const auto skip_digits = [&text] {
+    const auto count = std::min(text.find_first_not_of("0123456789"), text.size());
+    const auto digits = text.substr(0, count);
+    text.remove_prefix(count);
+    return digits;
+  };
+  auto whole = skip_digits();
+  std::string_view fraction;
+  if (text.starts_with('.')) {
+    text.remove_prefix(1);
+    fraction = skip_digits();
+  }
+  const auto exponent = text;
+  if ((whole.empty() && fraction.empty()) || !(text.empty() || continues_with_exponent(text))) {
+    return std::nullopt;
+  }
+  if (!text.empty()) {
+    text.remove_prefix(1);
+    take_sign(text);
+    skip_digits();
+  }
+  if (!text.empty()) {
+    return std::nullopt;
+  }
+  whole.remove_prefix(std::min(whole.find_first_not_of('0'), whole.size()));
+  return sign + std::string(whole.empty() ? "0" : whole) + (fraction.empty() ? "" : ".") +
+         std::string(fraction) + std::string(exponent);
+}
+
+std::string shortest_text(double number) {
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
 double nearest_double(std::string_view number) noexcept {
@@ -120,9 +144,23 @@ double nearest_double(std::string_view number) noexcept {
   if (result.ec != std::errc::result_out_of_range) {
     return value;
   }
-  const bool negative = take_sign(number);
-  const double magnitude = decimal_order(number) < 0 ? 0 : std::numeric_limits<double>::infinity();
+  const bool negative = number.starts_with('-');
+  const double magnitude =
+      decimal(number).truncated() == 0 ? 0 : std::numeric_limits<double>::infinity();
   return negative ? -magnitude : magnitude;
+}
+
+bool is_exact(double value, std::string_view number) {
+  constexpr std::size_t fifteen_digits_and_a_point = 16;
+  if (!(std::abs(value) < first_inexact_integer)) {
+    return false;
+  }
+  // So many digits always survive.
+  if (number.size() <= fifteen_digits_and_a_point &&
+      number.find_first_of("eE") == std::string_view::npos) {
+    return true;
+  }
+  return decimal(shortest_text(value)).compare(decimal(number)) == 0;
 }
 
 }  // namespace brunvik::monitoring_modules::libjsonparser

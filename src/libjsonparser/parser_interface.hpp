@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,9 @@ class parser_interface {
   /// Any value, as text.
   [[nodiscard]] virtual std::string query_string(const std::string& query) const = 0;
 
-  /// An integer, or a string that begins with one ("4x" is 4).
+  /// A number that is exactly an integer of 64 bits, however it is written ("21.0", "1e3"), or a
+  /// string that begins with an integer ("4x" is 4). Failures quote the number as the document has
+  /// it.
   [[nodiscard]] virtual std::int64_t query_integer(const std::string& query) const = 0;
 
   /// A number, or a string that begins with one. Always finite.
@@ -55,6 +58,11 @@ class parser_interface {
 
   /// The whole document as compact JSON text.
   [[nodiscard]] virtual std::string serialize() const = 0;
+
+  /// A number as `query_float` reads it, without its fraction: toward zero, and exact however large
+  /// the number is. Nothing when it is negative.
+  [[nodiscard]] virtual std::optional<std::int64_t> query_counter(
+      const std::string& query) const = 0;
 };
 
 }  // namespace brunvik::monitoring_modules::libparser

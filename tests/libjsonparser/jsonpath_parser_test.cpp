@@ -28,41 +28,74 @@ TEST(jsonpath_parser_test, converts_every_type_of_value_or_says_why_not) {
   const auto no_float = [](const std::string& value) {
     return unconvertible(value, "floating point");
   };
+  const auto no_whole = [](const std::string& value) {
+    return unexpected("floating point, value is: " + value);
+  };
   const struct {
-    std::string json, text, integer, number, boolean;
+    std::string json, text, integer, number, counter, boolean;
   } cases[] = {
       {"9223372036854775807", "9223372036854775807", "9223372036854775807",
-       "9.2233720368547758e+18", unexpected("integer")},
-      {"-9223372036854775808", "-9223372036854775808", "-9223372036854775808",
-       "-9.2233720368547758e+18", unexpected("integer")},
-      {"123456789012345678901234567890", "123456789012345678901234567890",
-       no_integer("123456789012345678901234567890"), "1.2345678901234568e+29",
+       "9.2233720368547758e+18", "9223372036854775807", unexpected("integer")},
+      {"-9223372036854775808.0", "-9223372036854775808", "-9223372036854775808",
+       "-9.2233720368547758e+18", "negative", unexpected("integer")},
+      {"18446744073709551615", "18446744073709551615", no_integer("18446744073709551615"),
+       "1.8446744073709552e+19", no_integer("18446744073709551615"), unexpected("integer")},
+      {"-123456789012345678901234567890", "-123456789012345678901234567890",
+       no_integer("-123456789012345678901234567890"), "-1.2345678901234568e+29", "negative",
        unexpected("integer")},
-      {"-21.0", "-21.0", "-21", "-21", unexpected("floating point")},
-      {"1e17", "1e+17", unexpected("floating point"), "1e+17", unexpected("floating point")},
-      {"1e300", "1e+300", no_integer("1e+300"), "1.0000000000000001e+300",
+      {"-21.0", "-21.0", "-21", "-21", "negative", unexpected("floating point")},
+      {"-0.0", "0.0", "0", "-0", "0", unexpected("floating point")},
+      {"1e17", "100000000000000000", "100000000000000000", "1e+17", "100000000000000000",
+       unexpected("integer")},
+      {"9007199254740993.0", "9007199254740993", "9007199254740993", "9007199254740992",
+       "9007199254740993", unexpected("integer")},
+      {"90071992547409930000e-4", "9007199254740993", "9007199254740993", "9007199254740992",
+       "9007199254740993", unexpected("integer")},
+      {"9007199254740993.5", "9007199254740993.5", no_whole("9007199254740993.5"),
+       "9007199254740994", "9007199254740993", unexpected("floating point")},
+      {"2.9999999999999999999", "2.9999999999999999999", no_whole("2.9999999999999999999"), "3",
+       "2", unexpected("floating point")},
+      {"2.5", "2.5", no_whole("2.5"), "2.5", "2", unexpected("floating point")},
+      {"1e-400", "1e-400", no_whole("1e-400"), no_float("1e-400"), no_float("1e-400"),
        unexpected("floating point")},
-      {"1e400", unconvertible("inf", "string"), no_integer("inf"), no_float("inf"),
+      {"0e99999999999999999999", "0.0", "0", "0", "0", unexpected("floating point")},
+      {"9223372036854775808e0", "9223372036854775808e0", no_integer("9223372036854775808e0"),
+       "9.2233720368547758e+18", no_integer("9223372036854775808e0"), unexpected("floating point")},
+      {"1e300", "1e300", no_integer("1e300"), "1.0000000000000001e+300", no_integer("1e300"),
        unexpected("floating point")},
-      {"\"4x\"", "4x", "4", "4", unexpected("string")},
-      {"\"inf\"", "inf", no_integer("inf"), no_float("inf"), unexpected("string")},
+      {"-1E99999999999999999999", "-1E99999999999999999999", no_integer("-1E99999999999999999999"),
+       no_float("-1E99999999999999999999"), no_float("-1E99999999999999999999"),
+       unexpected("floating point")},
+      {"\"4x\"", "4x", "4", "4", "4", unexpected("string")},
+      {"\"9007199254740993.7 l\"", "9007199254740993.7 l", "9007199254740993", "9007199254740994",
+       "9007199254740993", unexpected("string")},
+      {"\"inf\"", "inf", no_integer("inf"), no_float("inf"), no_float("inf"), unexpected("string")},
       {"\"9223372036854775808\"", "9223372036854775808", no_integer("9223372036854775808"),
-       "9.2233720368547758e+18", unexpected("string")},
-      {"\"\"", "", no_integer(""), no_float(""), unexpected("string")},
-      {"true", "true", unexpected("boolean"), unexpected("boolean"), "true"},
-      {"\"false\"", "false", no_integer("false"), no_float("false"), "false"},
-      {"\"TRUE\"", "TRUE", no_integer("TRUE"), no_float("TRUE"), unexpected("string")},
-      {"null", "null", unexpected("null"), unexpected("null"), unexpected("null")},
+       "9.2233720368547758e+18", no_integer("9223372036854775808"), unexpected("string")},
+      {"\"0x1p4\"", "0x1p4", no_integer("0x1p4"), "16", "16", unexpected("string")},
+      {"\"\"", "", no_integer(""), no_float(""), no_float(""), unexpected("string")},
+      {"true", "true", unexpected("boolean"), unexpected("boolean"), unexpected("boolean"), "true"},
+      {"\"false\"", "false", no_integer("false"), no_float("false"), no_float("false"), "false"},
+      {"\"TRUE\"", "TRUE", no_integer("TRUE"), no_float("TRUE"), no_float("TRUE"),
+       unexpected("string")},
+      {"null", "null", unexpected("null"), unexpected("null"), unexpected("null"),
+       unexpected("null")},
       {"[1, \"b\", null]", "[1,\"b\",null]", unexpected("array"), unexpected("array"),
-       unexpected("array")},
-      {"{\"z\": 1.0, \"b\": [1e999]}", "{\"b\":[1e9999],\"z\":1.0}", unexpected("object"),
-       unexpected("object"), unexpected("object")},
+       unexpected("array"), unexpected("array")},
+      {"{\"z\": 1.0, \"b\": [1e999]}", "{\"b\":[1e999],\"z\":1.0}", unexpected("object"),
+       unexpected("object"), unexpected("object"), unexpected("object")},
   };
   for (const auto& each : cases) {
     const jsonpath_parser parser("{\"value\":" + each.json + "}");
     EXPECT_EQ(outcome([&] { return parser.query_string("$.value"); }), each.text) << each.json;
     EXPECT_EQ(outcome([&] { return parser.query_integer("$.value"); }), each.integer) << each.json;
     EXPECT_EQ(outcome([&] { return parser.query_float("$.value"); }), each.number) << each.json;
+    EXPECT_EQ(outcome([&] {
+                const auto counter = parser.query_counter("$.value");
+                return counter ? std::to_string(*counter) : "negative";
+              }),
+              each.counter)
+        << each.json;
     EXPECT_EQ(outcome([&] { return parser.query_boolean("$.value"); }), each.boolean) << each.json;
   }
 }
@@ -93,8 +126,8 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
       {"eval($.most * -1 - $.b)", "-9.223372036854776e+18"},
       {"eval($.least / $.minus)", "9.223372036854776e+18"},
       {"eval(-$.least)", "9.223372036854776e+18"},
-      {"eval($.a / $.zero)", unconvertible("inf", "string")},
-      {"eval($.a % $.zero)", unconvertible("nan", "string")},
+      {"eval($.a / $.zero)", unconvertible("result out of range", "string")},
+      {"eval($.a % $.zero)", unconvertible("undefined result", "string")},
       // eval: scalars as they are, JSON in a string as the value that it stands for.
       {"eval($.nothing)", "null"},
       {"eval($.yes)", "true"},
@@ -136,18 +169,22 @@ TEST(jsonpath_parser_test, compares_numbers_of_any_size_with_anything) {
   // The library ends the process when a number beyond 64 bits is compared with a string.
   const jsonpath_parser parser(R"([{"state": "on", "id": 1}, {"state": 5, "id": 2},
       {"state": 99999999999999999999, "id": 3}, {"state": 18446744073709551615, "id": 4},
-      {"state": [99999999999999999999, "on"], "id": 5}, {"state": {"x": 1e400}, "id": 6}])");
+      {"state": [99999999999999999999, "on"], "id": 5}, {"state": {"x": 1e400}, "id": 6},
+      {"state": 2.9999999999999999999, "id": 7}])");
   const struct {
     std::string filter;
     jsonpath_parser::list ids;
   } cases[] = {
       {"@.state == 'on'", {"1"}},
-      {"@.state != 'on'", {"2", "3", "4", "5", "6"}},
+      {"@.state != 'on'", {"2", "3", "4", "5", "6", "7"}},
       {"@.state > 5", {"3", "4"}},
       {"@.state > 18446744073709551614", {"3", "4"}},
       {"@.state == 18446744073709551614", {}},
       {"@.state == 99999999999999999999", {"3"}},
       {"@.state == 99999999999999999998", {}},
+      {"@.state == 999999999999999999990e-1", {"3"}},
+      {"@.state == 3", {}},
+      {"@.state > 2.5 && @.state < 3", {"7"}},
       {"@.state == $[4].state", {"5"}},
       {"@.state == $[5].state", {"6"}},
   };
@@ -175,7 +212,7 @@ TEST(jsonpath_parser_test, reads_and_writes_numbers_as_ever_in_a_country_with_a_
   EXPECT_EQ(parser.query_string("$.number"), "1234.5");
   EXPECT_EQ(parser.query_string("$.large"), "1234567");
   EXPECT_EQ(parser.query_string("$.hard"),
-            "[5e-324,0.1,123456789.12345679,1e+23,9007199254740992.0,2.5e-07]");
+            "[5e-324,0.1,123456789.12345679,1e23,9007199254740993,2.5e-07]");
   EXPECT_EQ(parser.query_float("to_number('1.5')"), 1.5);
   EXPECT_EQ(parser.query_list("$[?(@ > 1234.25 && @ < 1234.75)]"),
             (jsonpath_parser::list{"1234.5"}));

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
-
 #include "libjsonparser/exceptions.hpp"
 #include "mqtt/exceptions.hpp"
 #include "mqtt/sensors/messages.hpp"
@@ -15,9 +13,6 @@ using settings::channel_type;
 using settings::custom_channel;
 
 namespace {
-
-constexpr double two_to_53 = 9'007'199'254'740'992.0;  // below it a double holds every integer
-constexpr double two_to_63 = 9'223'372'036'854'775'808.0;
 
 channels::channel_kind kind_of(channel_type type) {
   switch (type) {
@@ -39,31 +34,11 @@ channels::dynamic_channel_options options_of(const custom_channel& channel) {
       .scale_factor = channel.scale_factor};
 }
 
-// A double has rounded a large counter. If the document holds it as an integer, that is exact; if
-// it does not, the query sees something else, and the double is all there is.
-std::int64_t read_large_counter(const libparser::parser_interface& document,
-                                const std::string& path, double rounded) {
-  try {
-    const std::int64_t exact = document.query_integer(path);
-    if (static_cast<double>(exact) == rounded) {
-      return exact;
-    }
-  } catch (const libparser::exceptions::exception&) {
-    // Written with a fraction or an exponent, or beyond 64 bits.
-  }
-  if (!(rounded < two_to_63)) {
-    throw libjsonparser::exceptions::conversion_error(fmt::format("{}", rounded), "integer");
-  }
-  return static_cast<std::int64_t>(rounded);
-}
-
 std::int64_t read_counter(const libparser::parser_interface& document, const std::string& path) {
-  const double value = document.query_float(path);
-  if (value < 0) {
-    throw exceptions::negative_values_not_supported_by_counter_channels();
+  if (const auto value = document.query_counter(path)) {
+    return *value;
   }
-  return value < two_to_53 ? static_cast<std::int64_t>(value)
-                           : read_large_counter(document, path, value);
+  throw exceptions::negative_values_not_supported_by_counter_channels();
 }
 
 void read_channel(const libparser::parser_interface& document, const custom_channel& channel,
