@@ -1,49 +1,80 @@
 #include "libjsonparser/guarded_regex.hpp"
 
-#include <pthread.h>
+#include <algorithm>
+#include <charconv>
+#include <vector>
 
 namespace brunvik::monitoring_modules::libjsonparser {
 
 namespace {
 
-// 70 ns each in a release build, 350 ns in a debug build.
-constexpr std::uint64_t steps = 2'000'000;
+constexpr std::size_t enough = 1'000'000'000;  // so that products of two do not overflow
 
-// When the system does not tell: nearly every thread has this much left.
-constexpr std::uintptr_t modest_stack = 64 * 1024;
-
-std::uintptr_t current_frame() {
-  return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+// Behind "{": the larger number of "{3}" or "{3,5}"; moves `at` behind it.
+std::size_t take_count(std::string_view pattern, std::size_t& at) {
+  std::size_t largest = 1;
+  while (at < pattern.size() && pattern[at] != '}') {
+    std::size_t number = 0;
+    const auto* const end = pattern.data() + pattern.size();
+    const auto result = std::from_chars(pattern.data() + at, end, number);
+    if (result.ec == std::errc::result_out_of_range) {
+      number = enough;
+    }
+    largest = std::max(largest, number);
+    at = std::max(at + 1, static_cast<std::size_t>(result.ptr - pattern.data()));
+  }
+  return std::min(largest, enough);
 }
 
-// Stacks grow downwards on every system that this runs on.
-std::uintptr_t stack_left(std::uintptr_t frame) {
-  pthread_attr_t attributes;
-  if (pthread_getattr_np(pthread_self(), &attributes) != 0) {
-    return modest_stack;
+// Behind "[": moves `at` behind the end of the set.
+void skip_set(std::string_view pattern, std::size_t& at) {
+  while (at < pattern.size() && pattern[at] != ']') {
+    at += pattern[at] == '\\' ? 2 : 1;
   }
-  void* lowest = nullptr;
-  std::size_t size = 0;
-  const bool known = pthread_attr_getstack(&attributes, &lowest, &size) == 0;
-  pthread_attr_destroy(&attributes);
-  const auto end = reinterpret_cast<std::uintptr_t>(lowest);
-  return known && end < frame && frame - end <= size ? frame - end : modest_stack;
 }
 
 }  // namespace
 
-search_budget::search_budget()
-    : steps_left_(steps), lowest_frame_(current_frame() - stack_left(current_frame()) / 2) {}
-
-void search_budget::spend() {
-  if (steps_left_ == 0) {
-    throw search_refused("The regular expression takes too long on a string of the document.");
+std::size_t written_out(std::string_view pattern) {
+  std::vector<std::size_t> groups = {0};  // what each open group has so far
+  std::size_t last = 0;                   // what a count would repeat
+  const auto add = [&](std::size_t parts) {
+    last = parts;
+    groups.back() = std::min(groups.back() + parts, enough);
+  };
+  for (std::size_t at = 0; at < pattern.size(); ++at) {
+    switch (pattern[at]) {
+      case '(':
+        groups.push_back(2);
+        break;
+      case ')':
+        if (groups.size() > 1) {
+          const auto inner = groups.back();
+          groups.pop_back();
+          add(inner);
+        }
+        break;
+      case '{':
+        add(last * (take_count(pattern, ++at) - 1));
+        last = groups.back();  // a count of a count is rare, and may be taken for more
+        break;
+      case '[':
+        skip_set(pattern, ++at);
+        add(1);
+        break;
+      case '\\':
+        ++at;
+        add(1);
+        break;
+      default:
+        add(1);
+    }
   }
-  --steps_left_;
-  if (current_frame() < lowest_frame_) {
-    throw search_refused(
-        "The regular expression needs too much stack for a string of the document.");
+  std::size_t all = 0;
+  for (const auto group : groups) {
+    all = std::min(all + group, enough);
   }
+  return all;
 }
 
 }  // namespace brunvik::monitoring_modules::libjsonparser

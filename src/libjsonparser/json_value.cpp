@@ -136,22 +136,36 @@ std::int64_t integer_of_decimal(const json_value& value) {
   throw exceptions::conversion_error(number_text(value), integer_type);
 }
 
-void measure_value(const json_value& value, int depth, json_document::extent& result) {
-  if (value.is_array()) {
-    result.depth = std::max(result.depth, depth + 1);
-    for (const auto& element : value.array_range()) {
-      measure_value(element, depth + 1, result);
-    }
-  } else if (value.is_object()) {
-    result.depth = std::max(result.depth, depth + 1);
-    for (const auto& member : value.object_range()) {
-      result.longest_string = std::max(result.longest_string, member.key().size());
-      measure_value(member.value(), depth + 1, result);
-    }
-  } else if (value.is_string()) {
-    result.longest_string = std::max(result.longest_string, characters(value).size());
+// Where the library writes to. The text of a match may be as large as the document.
+class counted_text {
+ public:
+  using value_type = char;
+
+  explicit counted_text(std::string& text) : text_(&text) {}
+  void push_back(char character) {
+    before_writing(1);
+    text_->push_back(character);
   }
-}
+  void append(const char* characters, std::size_t size) {
+    before_writing(size);
+    text_->append(characters, size);
+  }
+  void flush() {}
+
+ private:
+  void before_writing(std::size_t size) {
+    auto* const budget = evaluation_budget::current();
+    if (budget == nullptr) {
+      return;
+    }
+    budget->spend(1 + size / evaluation_budget::bytes_of_step);
+    if (text_->size() + size > text_->capacity()) {
+      budget->require(2 * (text_->size() + size));
+    }
+  }
+
+  std::string* text_;
+};
 
 bool same_ignoring_case(std::string_view one, std::string_view other) {
   const auto lower = [](char character) {
@@ -165,11 +179,21 @@ bool same_ignoring_case(std::string_view one, std::string_view other) {
 }  // namespace
 
 double approximate(const json_value& number) noexcept {
-  return is_large_number(number) ? nearest_double(characters(number)) : number.as_double();
+  if (!is_large_number(number)) {
+    return number.as_double();
+  }
+  const auto text = characters(number);
+  if (auto* const budget = evaluation_budget::current()) {
+    budget->count(10 + text.size() / 2);
+  }
+  return nearest_double(text);
 }
 
 int compare_decimals(const json_value& left, const json_value& right) noexcept {
   const auto calculated = [](const json_value& number) {
+    if (auto* const budget = evaluation_budget::current(); budget && number.is_string()) {
+      budget->count(10 + characters(number).size() / 4);
+    }
     return is_large_number(number) ? std::string() : number_text(number);
   };
   const std::string one = calculated(left);
@@ -198,15 +222,9 @@ json_value read_json(std::string_view text) {
   return decoder.get_result();
 }
 
-json_document::json_document(std::string_view text) : text_size_(text.size()), root_(read(text)) {}
+json_document::json_document(std::string_view text) : root_(read(text)) {}
 
 json_document::~json_document() = default;
-
-json_document::extent json_document::measure() const {
-  extent result;
-  measure_value(*root_, 0, result);
-  return result;
-}
 
 const char* type_name(const json_value& value) {
   if (value.is_null()) {
@@ -226,6 +244,12 @@ const char* type_name(const json_value& value) {
   }
   return value.is_double() || value.tag() == jsoncons::semantic_tag::bigdec ? float_type
                                                                             : integer_type;
+}
+
+std::string quotation(const json_value& value) {
+  return value.is_array() || value.is_object() ? std::string("an ") + type_name(value)
+         : value.is_number()                   ? number_text(value)
+                                               : "'" + shortened(to_text(value)) + "'";
 }
 
 std::string to_text(const json_value& value) {
@@ -318,7 +342,8 @@ std::string serialize_value(const json_value& value) {
                            .neginf_to_num("-1e9999")
                            .bignum_format(jsoncons::bignum_format_kind::raw);
   std::string text;
-  value.dump(text, options);
+  jsoncons::basic_compact_json_encoder<char, counted_text> encoder(counted_text(text), options);
+  value.dump(encoder);
   return text;
 }
 
@@ -339,7 +364,7 @@ bool for_each_member(const json_value& value,
     return false;
   }
   for (const auto& member : value.object_range()) {
-    visit(member.key(), member.value());
+    visit(std::string(member.key()), member.value());
   }
   return true;
 }

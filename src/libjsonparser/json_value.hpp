@@ -20,7 +20,9 @@ class basic_json;
 namespace brunvik::monitoring_modules::libjsonparser {
 
 struct value_policy;
-using json_value = jsoncons::basic_json<char, value_policy, std::allocator<char>>;
+template <class T>
+class counted_allocator;
+using json_value = jsoncons::basic_json<char, value_policy, counted_allocator<char>>;
 
 /// A publisher decides what a document looks like, so there are bounds. Reading takes up to some
 /// twenty times the text's size in memory, and whatever walks through a document takes stack for
@@ -28,7 +30,7 @@ using json_value = jsoncons::basic_json<char, value_policy, std::allocator<char>
 inline constexpr std::size_t largest_document = 16 * 1024 * 1024;
 inline constexpr int deepest_nesting = 256;
 
-/// A document and what is to be known about it before a query is let loose on it.
+/// A document that has been read.
 class json_document {
  public:
   /// Throws `parse_error` when `text` is not exactly one JSON value in UTF-8, or beyond a bound.
@@ -39,24 +41,16 @@ class json_document {
 
   [[nodiscard]] const json_value& root() const noexcept { return *root_; }
 
-  /// Bytes of the text that it was read from.
-  [[nodiscard]] std::size_t text_size() const noexcept { return text_size_; }
-
-  struct extent {
-    int depth = 0;                   // levels of nesting; 0 for a document that is one scalar
-    std::size_t longest_string = 0;  // in bytes, members' names included
-  };
-  /// Measured by walking through the whole document.
-  [[nodiscard]] extent measure() const;
-
  private:
-  std::size_t text_size_;
   std::unique_ptr<const json_value> root_;
 };
 
 /// What a value is called in failure texts: "null", "boolean", "integer", "floating point",
 /// "string", "array" or "object".
 [[nodiscard]] const char* type_name(const json_value& value);
+
+/// The value for a failure's text: its beginning, or the type of an array or object.
+[[nodiscard]] std::string quotation(const json_value& value);
 
 /// The conversions of `parser_interface`; each throws as said there.
 [[nodiscard]] std::string to_text(const json_value& value);

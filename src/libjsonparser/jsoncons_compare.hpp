@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -63,9 +64,25 @@ inline int compare_ranges(const Range& left, const Range& right, Compare&& compa
   return order(one == left.end() && other != right.end(), one == left.end());
 }
 
+// Counts, where that is asked for. False when the evaluation is to end: no answer matters then.
+inline bool may_compare(const json_value& left, const json_value& right) noexcept {
+  auto* const budget = evaluation_budget::current();
+  if (budget == nullptr) {
+    return true;
+  }
+  const auto size = left.is_string() && right.is_string()
+                        ? std::min(left.as_string_view().size(), right.as_string_view().size())
+                        : 0;
+  budget->count(4 + size / evaluation_budget::bytes_of_step);
+  return !budget->is_used_up();
+}
+
 }  // namespace comparison
 
 inline int compare_values(const json_value& left, const json_value& right) noexcept {
+  if (!comparison::may_compare(left, right)) {
+    return -1;
+  }
   const int type = comparison::rank(left);
   if (type != comparison::rank(right)) {
     return type - comparison::rank(right);

@@ -5,16 +5,15 @@
 #include <jsoncons_ext/jsonpath/jsonpath.hpp>
 #include <limits>
 #include <regex>
-#include <string>
 #include <system_error>
-#include <vector>
+#include <utility>
 
 #include "libjsonparser/guarded_regex.hpp"
 #include "libjsonparser/jsoncons_value.hpp"
 
-/// Replaces, for `json_value` alone, those operators and functions of the JSON library's JSONPath
-/// with which a document can harm the process (release 1.3.2; only jsonpath_expression.cpp includes
-/// this, before anything uses them).
+/// Replaces, for `json_value` alone, those operators of the JSON library's JSONPath with which a
+/// document can harm the process (only jsonpath_expression.cpp includes this, before anything uses
+/// them; jsoncons_value.hpp checks the release).
 ///
 /// As they stand an integer division by zero ends the process, sums and products of integers wrap
 /// around, and regular expressions run without bounds. Here arithmetic whose result is no 64-bit
@@ -23,21 +22,24 @@ namespace brunvik::monitoring_modules::libjsonparser {
 
 /// What an evaluation on this thread has to share with the functions that it calls.
 struct evaluation_state {
-  std::error_code error;            // the first argument that a function of ours refused
-  search_budget* budget = nullptr;  // there when the expression holds a regular expression
+  std::error_code error;        // what the first function says that did not take an argument
+  bool is_refused = false;      // and it was one whose refusals are never passed over
+  std::size_t regex_parts = 0;  // of the largest regular expression in the expression
 };
 
+/// Set while an expression is evaluated.
 inline evaluation_state*& current_evaluation() {
-  thread_local evaluation_state* state = nullptr;
+  static constinit thread_local evaluation_state* state = nullptr;
   return state;
 }
 
-inline search_budget& current_budget() {
-  auto* const state = current_evaluation();
-  if (state == nullptr || state->budget == nullptr) {
-    throw search_refused("A regular expression came up where none was expected.");
-  }
-  return *state->budget;
+/// The answer of a function to an argument that it does not take: the evaluation fails.
+inline json_value refuse_argument(std::error_code& error) {
+  error = jsoncons::jsonpath::jsonpath_errc::invalid_type;
+  auto& state = *current_evaluation();
+  state.error = state.is_refused ? state.error : error;
+  state.is_refused = true;
+  return json_value::null();
 }
 
 /// `exact(left, right, result)` returns true, as the compiler's overflow checks do, when there is
@@ -67,6 +69,23 @@ template <class Integer>
 bool undefined_quotient(Integer left, Integer right) {
   return right == 0 || (std::numeric_limits<Integer>::is_signed &&
                         left == std::numeric_limits<Integer>::min() && right == Integer(-1));
+}
+
+/// The bounds on a regular expression and on the text that it is used on.
+inline guarded_text searched_text(const json_value& value, std::size_t parts) {
+  const auto text = value.as_string_view();
+  if (text.size() > longest_searched_string) {
+    throw evaluation_refused("The document holds a string of " + std::to_string(text.size()) +
+                             " bytes; regular expressions bear " +
+                             std::to_string(longest_searched_string) + ".");
+  }
+  spend(20 + parts);  // the library clears what it keeps for each part
+  return {{text.data(), text.size()}, parts};
+}
+
+inline bool matches(const json_value& value, const std::regex& pattern) {
+  const auto text = searched_text(value, current_evaluation()->regex_parts);
+  return std::regex_search(text.begin, text.end, pattern);
 }
 
 }  // namespace brunvik::monitoring_modules::libjsonparser
@@ -161,23 +180,6 @@ class unary_minus_operator<own::json_value> final : public unary_operator<own::j
 };
 
 template <>
-class abs_function<own::json_value> : public function_base<own::json_value> {
- public:
-  abs_function() : function_base(1) {}
-  own::json_value evaluate(const std::vector<parameter<own::json_value>>& arguments,
-                           std::error_code& error) const override {
-    const own::json_value value = arguments.at(0).value();
-    if (!value.is_number()) {
-      error = jsonpath_errc::invalid_type;
-      return own::json_value::null();
-    }
-    return own::approximate(value) < 0
-               ? unary_minus_operator<own::json_value>().evaluate(value, error)
-               : value;
-  }
-};
-
-template <>
 class regex_operator<own::json_value> final : public unary_operator<own::json_value> {
  public:
   explicit regex_operator(std::regex&& pattern)
@@ -187,41 +189,11 @@ class regex_operator<own::json_value> final : public unary_operator<own::json_va
     if (!value.is_string()) {
       return own::json_value::null();
     }
-    const auto characters = value.as_string_view();
-    const own::guarded_text text({characters.data(), characters.size()}, own::current_budget());
-    return own::json_value(std::regex_search(text.begin, text.end, pattern_));
+    return own::json_value(own::matches(value, pattern_));
   }
 
  private:
   std::regex pattern_;
-};
-
-template <>
-class tokenize_function<own::json_value> : public function_base<own::json_value> {
- public:
-  explicit tokenize_function(const std::allocator<char>& /*allocator*/) : function_base(2) {}
-  own::json_value evaluate(const std::vector<parameter<own::json_value>>& arguments,
-                           std::error_code& error) const override {
-    const own::json_value value = arguments.at(0).value();
-    const own::json_value separator = arguments.at(1).value();
-    if (!value.is_string() || !separator.is_string()) {
-      error = jsonpath_errc::invalid_type;
-      return own::json_value::null();
-    }
-    // The pattern may come from the document, and compiling one recurses as well.
-    if (separator.as_string_view().size() > own::longest_expression_with_regex) {
-      throw own::search_refused("The separator of tokenize is too long.");
-    }
-    const std::regex pattern(separator.as_string());
-    const auto characters = value.as_string_view();
-    const own::guarded_text text({characters.data(), characters.size()}, own::current_budget());
-    own::json_value parts(json_array_arg);
-    std::regex_token_iterator<own::guarded_iterator> part(text.begin, text.end, pattern, -1);
-    for (; part != std::regex_token_iterator<own::guarded_iterator>(); ++part) {
-      parts.push_back(part->str());
-    }
-    return parts;
-  }
 };
 
 }  // namespace jsoncons::jsonpath::detail

@@ -1,9 +1,18 @@
 #pragma once
 
+#include <jsoncons/config/version.hpp>
 #include <jsoncons/json.hpp>
 #include <string_view>
 
+#include "libjsonparser/evaluation_budget.hpp"
 #include "libjsonparser/json_value.hpp"
+
+// In each of these a part of the library's own code is replaced, in its namespace "detail" too.
+static_assert(JSONCONS_VERSION_MAJOR == 1 && JSONCONS_VERSION_MINOR == 3 &&
+                  JSONCONS_VERSION_PATCH == 2,
+              "jsoncons 1.3.2 is needed. Before another release is used, compare what "
+              "jsoncons_value.hpp, jsoncons_operators.hpp, jsoncons_functions.hpp and "
+              "jsoncons_evaluation.hpp replace with what that release has in its place.");
 
 /// Completes `json_value`. Only for the two implementation files that know the JSON library:
 /// json_value.cpp and jsonpath_expression.cpp.
@@ -23,8 +32,7 @@ struct value_policy : jsoncons::sorted_policy {};
 /// compared with a string, and so ends the process: `$[?(@.state == 'on')]` does it as soon as
 /// somebody publishes such a number for the state. Declared before anything can use that one.
 template <>
-inline int
-jsoncons::basic_json<char, brunvik::monitoring_modules::libjsonparser::value_policy>::compare(
+inline int brunvik::monitoring_modules::libjsonparser::json_value::compare(
     const basic_json& right) const noexcept {
   return brunvik::monitoring_modules::libjsonparser::compare_values(*this, right);
 }

@@ -6,7 +6,9 @@
 #include <utility>
 
 #include "libjsonparser/exceptions.hpp"
-#include "libjsonparser/jsoncons_operators.hpp"
+#include "libjsonparser/jsoncons_evaluation.hpp"
+#include "libjsonparser/jsoncons_functions.hpp"
+#include "libjsonparser/jsonpath_functions.hpp"
 
 namespace brunvik::monitoring_modules::libjsonparser {
 
@@ -20,68 +22,31 @@ using path = jsonpath::detail::path_expression<json_value, const json_value&>;
 using context = jsonpath::detail::eval_context<json_value, const json_value&>;
 using node = jsonpath::basic_path_node<char>;
 
-json_value refuse_argument(std::error_code& error) {
-  error = jsonpath::jsonpath_errc::invalid_type;
-  if (auto* const state = current_evaluation(); state != nullptr && !state->error) {
-    state->error = error;
-  }
-  return json_value::null();
-}
-
-json_value eval(const json_value& argument, std::error_code& error) {
-  if (argument.is_array() || argument.is_object()) {
-    return refuse_argument(error);
-  }
-  if (!argument.is_string() || is_large_number(argument)) {
-    return argument;
-  }
-  try {
-    return read_json(argument.as_string_view());
-  } catch (const jsoncons::ser_error&) {
-    return argument;
-  }
-}
-
-jsonpath::custom_functions<json_value> custom_json_functions() {
-  jsonpath::custom_functions<json_value> functions;
-  functions.register_function(
-      "eval", 1,
-      [](jsoncons::span<const jsonpath::parameter<json_value>> arguments, std::error_code& error) {
-        return eval(arguments[0].value(), error);
-      });
-  return functions;
-}
-
-std::size_t count(std::string_view text, std::string_view part) {
-  std::size_t found = 0;
-  for (auto at = text.find(part); at != std::string_view::npos; at = text.find(part, at + 1)) {
-    ++found;
-  }
-  return found;
-}
-
-// Whether the expression may run a regular expression; rather too often than not often enough.
-bool uses_regex(std::string text) {
+// How large the largest regular expression is that evaluating may use, or 0; rather too large than
+// too small, since a string may look like one.
+std::size_t regex_parts(std::string text) {
   std::erase_if(text, [](char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
   });
-  return text.find("=~") != std::string::npos || text.find("tokenize") != std::string::npos;
-}
-
-// How often the depth of a document multiplies what evaluating takes: each further descent starts
-// anew in every subtree, and one inside of a filter or a function copies what it has found.
-std::size_t descents(std::string_view text) {
-  const auto all = count(text, "..");
-  const bool copies = text.find('(') != std::string_view::npos;
-  return all == 0 || copies ? all : all - 1;
+  std::size_t largest = text.find("tokenize") == std::string::npos ? 0 : 1;
+  for (auto at = text.find("=~"); at != std::string::npos; at = text.find("=~", at + 1)) {
+    auto end = at + 3;
+    while (end < text.size() && text[end] != '/') {
+      end += text[end] == '\\' ? 2 : 1;
+    }
+    const auto pattern = std::string_view(text).substr(std::min(at + 3, text.size()));
+    largest = std::max(largest, 1 + written_out(pattern.substr(0, end - at - 3)));
+  }
+  return largest;
 }
 
 void check_length(const std::string& text) {
-  const auto longest = uses_regex(text) ? longest_expression_with_regex : longest_expression;
-  if (text.size() > longest) {
-    throw exceptions::query_error("The expression has " + std::to_string(text.size()) +
-                                  " bytes, more than the " + std::to_string(longest) +
-                                  " that can be evaluated safely.");
+  const auto parts = regex_parts(text);
+  const auto longest = parts > 0 ? longest_expression_with_regex : longest_expression;
+  if (std::max(text.size(), parts) > longest) {
+    throw exceptions::query_error(
+        "The expression has " + std::to_string(std::max(text.size(), parts)) +
+        " bytes, more than the " + std::to_string(longest) + " that can be evaluated safely.");
   }
 }
 
@@ -102,13 +67,11 @@ class evaluation_scope {
 
 struct jsonpath_expression::compiled {
   explicit compiled(const std::string& text)
-      : uses_regex(libjsonparser::uses_regex(text)),
-        descents(libjsonparser::descents(text)),
+      : parts(regex_parts(text)),
         owned(custom_json_functions()),
         expression(compiler().compile(owned, text)) {}
 
-  bool uses_regex;
-  std::size_t descents;
+  std::size_t parts;
   resources owned;  // the expression refers to them
   path expression;
 };
@@ -125,47 +88,28 @@ jsonpath_expression::jsonpath_expression(const std::string& text)
 
 jsonpath_expression::~jsonpath_expression() = default;
 
-void jsonpath_expression::check_extent(const json_document& document) const {
-  if (!compiled_->uses_regex && compiled_->descents == 0) {
-    return;
-  }
-  const auto extent = document.measure();
-  if (compiled_->uses_regex && extent.longest_string > longest_searched_string) {
-    throw exceptions::query_error(
-        "The document holds a string of " + std::to_string(extent.longest_string) +
-        " bytes; regular expressions bear " + std::to_string(longest_searched_string) + ".");
-  }
-  const auto depth = static_cast<std::size_t>(std::max(extent.depth, 1));
-  auto effort = document.text_size();
-  for (std::size_t descent = 0; descent < compiled_->descents && depth > 1; ++descent) {
-    if (effort > largest_descent / depth) {
-      throw exceptions::query_error(
-          "The document is too large and too deep for an expression with \"..\".");
-    }
-    effort *= depth;
-  }
-}
-
 jsonpath_matches jsonpath_expression::evaluate(const json_document& document) const {
-  check_extent(document);
   evaluation_state state;
-  std::optional<search_budget> budget;
-  if (compiled_->uses_regex) {
-    state.budget = &budget.emplace();
-  }
+  state.regex_parts = compiled_->parts;
   const evaluation_scope scope(state);
   jsonpath_matches matches;
+  matches.budget = std::make_unique<evaluation_budget>();
   try {
     const auto computed = std::make_shared<context>();
     compiled_->expression.evaluate(
         *computed, document.root(), node{}, document.root(),
-        [&](const node&, const json_value& value) { matches.values.push_back(&value); },
+        [&](const node&, const json_value& value) {
+          constexpr std::size_t of_growth = 3 * sizeof(const json_value*);
+          matches.budget->allocated(of_growth);
+          matches.values.push_back(&value);
+        },
         jsonpath::result_options());
     matches.computed = computed;
+    spend();
   } catch (const std::exception& error) {
     throw exceptions::query_error(error.what());
   }
-  if (matches.values.empty() && state.error) {
+  if (state.error && (state.is_refused || matches.values.empty())) {
     throw exceptions::query_error(state.error.message());
   }
   return matches;

@@ -23,7 +23,11 @@ auto with_matches(const json_document& document, jsonpath_expressions& expressio
   if (matches.values.empty()) {
     throw libparser::exceptions::empty_result(query);
   }
-  return use(matches.values);
+  try {
+    return use(matches.values);
+  } catch (const evaluation_refused& refused) {
+    throw exceptions::query_error(refused.what());
+  }
 }
 
 const json_value& only(const std::vector<const json_value*>& values) {
@@ -73,10 +77,16 @@ bool jsonpath_parser::query_boolean(const std::string& query) const {
 jsonpath_parser::list jsonpath_parser::query_list(const std::string& query) const {
   try {
     return with_matches(*document_, *expressions_, query, [](const auto& values) {
+      // Together they may be much larger than the document, when it is nested.
+      auto& budget = *evaluation_budget::current();
+      budget.require(values.size() * sizeof(std::string));
+      budget.allocated(values.size() * sizeof(std::string));
       list texts;
       texts.reserve(values.size());
       for (const auto* value : values) {
         texts.push_back(to_text(*value));
+        budget.allocated(texts.back().capacity());
+        budget.spend();
       }
       return texts;
     });

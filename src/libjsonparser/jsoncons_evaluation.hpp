@@ -1,0 +1,450 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <deque>
+#include <jsoncons_ext/jsonpath/jsonpath.hpp>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "libjsonparser/evaluation_budget.hpp"
+#include "libjsonparser/jsoncons_operators.hpp"
+#include "libjsonparser/jsoncons_value.hpp"
+
+/// Replaces, for `json_value` alone, those parts of the JSON library's JSONPath through which every
+/// evaluation goes, so that it pays for what it does (see evaluation_budget.hpp).
+///
+/// They do what the library's do, with two more differences: values are passed on instead of
+/// copied, and a function is not called anew for arguments that it has just had, as "max" in
+/// `$.rows[?(@.t == max($.rows[*].t))]`, once for each row, would be.
+namespace brunvik::monitoring_modules::libjsonparser {
+
+/// What each kind of work costs, measured.
+namespace price {
+inline constexpr std::size_t node = 4;         // one value selected
+inline constexpr std::size_t evaluation = 12;  // one expression, without what is in it
+inline constexpr std::size_t token = 3;        // one value or operator in it
+inline constexpr std::size_t computed = 8;     // a value that is kept until the end
+}  // namespace price
+
+/// Memory for a value that is kept, and for a step of a path.
+inline constexpr std::size_t size_of_computed = 48;
+inline constexpr std::size_t size_of_step = 112;
+
+inline void weigh(const json_value& value, std::size_t& bytes) {
+  constexpr std::size_t of_container = 80;
+  constexpr std::size_t of_element = 16;
+  constexpr std::size_t of_member = 56;
+  if (value.is_string()) {
+    spend_on_text(value.as_string_view().size());
+    bytes += value.as_string_view().size();
+  } else if (value.is_array() || value.is_object()) {
+    spend(1 + value.size());
+    bytes += of_container + (value.is_array() ? of_element : of_member) * value.size();
+  }
+  evaluation_budget::current()->require(bytes);
+  if (value.is_array()) {
+    for (const auto& element : value.array_range()) {
+      weigh(element, bytes);
+    }
+  } else if (value.is_object()) {
+    for (const auto& member : value.object_range()) {
+      weigh(member.value(), bytes);
+    }
+  }
+}
+
+/// Pays for looking at all that a copy of the value takes, and throws when the memory for it, and
+/// for so many bytes besides, is not there. The copy itself then counts through its allocator.
+inline void before_copy(const json_value& value, std::size_t bytes = 0) {
+  weigh(value, bytes);
+}
+
+}  // namespace brunvik::monitoring_modules::libjsonparser
+
+namespace jsoncons::jsonpath {
+
+namespace own = brunvik::monitoring_modules::libjsonparser;
+
+/// Where a path leads: for "^", from the root anew each time.
+template <>
+inline const own::json_value* select(const own::json_value& root,
+                                     const basic_path_node<char>& path) {
+  own::spend(own::price::node * path.size());
+  std::vector<const basic_path_node<char>*> nodes;
+  for (const auto* node = &path; node != nullptr; node = node->parent()) {
+    nodes.push_back(node);
+  }
+  const auto* value = &root;
+  for (; !nodes.empty() && value != nullptr; nodes.pop_back()) {
+    const auto& node = *nodes.back();
+    if (node.node_kind() == path_node_kind::index) {
+      value = own::find_element(*value, node.index());
+    } else if (node.node_kind() == path_node_kind::name) {
+      const auto* const object = std::exchange(value, nullptr);
+      if (object->is_object()) {
+        const auto member = object->find(node.name());
+        value = member == object->object_range().end() ? nullptr : &member->value();
+      }
+    }
+  }
+  return value;
+}
+
+namespace detail {
+
+using own_reference = const own::json_value&;
+using own_node = basic_path_node<char>;
+using own_receiver = node_receiver<own::json_value, own_reference>;
+
+/// Holds what is computed until the matches have been used.
+template <>
+class eval_context<own::json_value, own_reference> {
+ public:
+  /// A function in the expression, the arguments that it had last, and what it returned for them,
+  /// kept from their second time on. Arguments that have the same address are the same: all of them
+  /// are in the document, the expression or here.
+  struct last_call {
+    std::vector<const own::json_value*> arguments;
+    const own::json_value* result = nullptr;
+  };
+
+  [[nodiscard]] own::counted_allocator<char> get_allocator() const { return {}; }
+
+  [[nodiscard]] bool is_cached(std::size_t id) const { return cache_.contains(id); }
+  void add_to_cache(std::size_t id, own_reference value) { cache_.emplace(id, &value); }
+  own_reference get_from_cache(std::size_t id) { return *cache_[id]; }
+  last_call& last_call_of(const void* function) { return calls_[function]; }
+
+  own_reference null_value() {
+    static const own::json_value null{null_type()};
+    return null;
+  }
+  const own::json_value::string_type& length_label() const { return length_label_; }
+
+  template <class First, class... Others>
+  own::json_value* create_json(First&& first, Others&&... others) {
+    if constexpr (std::is_integral_v<std::remove_cvref_t<First>>) {
+      own::spend(first);  // a text's characters have been counted
+    }
+    own::spend(own::price::computed);
+    own::evaluation_budget::current()->allocated(own::size_of_computed);
+    values_.push_back(std::make_unique<own::json_value>(std::forward<First>(first),
+                                                        std::forward<Others>(others)...));
+    return values_.back().get();
+  }
+
+  template <class... Args>
+  const own_node* create_path_node(Args&&... args) {
+    own::evaluation_budget::current()->allocated(own::size_of_step);
+    nodes_.push_back(std::make_unique<own_node>(std::forward<Args>(args)...));
+    return nodes_.back().get();
+  }
+
+ private:
+  std::deque<std::unique_ptr<own::json_value>> values_;
+  std::deque<std::unique_ptr<own_node>> nodes_;
+  std::unordered_map<std::size_t, const own::json_value*> cache_;
+  std::unordered_map<const void*, last_call> calls_;
+  const own::json_value::string_type length_label_ = "length";
+};
+
+using own_context = eval_context<own::json_value, own_reference>;
+
+/// What is in a filter, an index or a function's argument, as values and operators in the order in
+/// which they are used.
+template <>
+class token_evaluator<own::json_value, own_reference> final
+    : public expression_base<own::json_value, own_reference> {
+ public:
+  using token_type = token<own::json_value, own_reference>;
+
+  token_evaluator() = default;
+  token_evaluator(std::vector<token_type>&& tokens) : tokens_(std::move(tokens)) {}
+  token_evaluator(token_evaluator&&) = default;
+  token_evaluator& operator=(token_evaluator&&) = default;
+
+  /// A value that has its place in the document, the expression or the context, or one of its own.
+  struct item {
+    const own::json_value* place = nullptr;
+    own::json_value computed = own::json_value::null();
+    own_reference value() const { return place != nullptr ? *place : computed; }
+  };
+
+  item run(own_context& context, own_reference root, own_reference current, result_options options,
+           std::error_code& error) const {
+    own::spend(own::price::evaluation + own::price::token * tokens_.size());
+    std::vector<item> stack;
+    std::vector<item> arguments;
+    const auto pop = [&stack] {
+      item last = std::move(stack.back());
+      stack.pop_back();
+      return last;
+    };
+    for (const auto& token : tokens_) {
+      switch (token.token_kind()) {
+        case jsonpath_token_kind::literal:
+          stack.push_back({&token.get_value(const_reference_arg_t(), context)});
+          break;
+        case jsonpath_token_kind::root_node:
+          stack.push_back({&root});
+          break;
+        case jsonpath_token_kind::current_node:
+          stack.push_back({&current});
+          break;
+        case jsonpath_token_kind::expression:
+          stack.push_back(static_cast<const token_evaluator&>(*token.expression_)
+                              .run(context, root, current, options, error));
+          break;
+        case jsonpath_token_kind::selector: {
+          auto start = pop();
+          if (start.place == nullptr) {
+            start.place = context.create_json(std::move(start.computed));
+          }
+          stack.push_back({&token.selector_->evaluate(context, root, own_node(), *start.place,
+                                                      options, error)});
+          break;
+        }
+        case jsonpath_token_kind::argument:
+          arguments.push_back(pop());
+          break;
+        case jsonpath_token_kind::function:
+          stack.push_back(call(context, token, arguments, error));
+          if (error) {
+            return {};
+          }
+          arguments.clear();
+          break;
+        case jsonpath_token_kind::unary_operator: {
+          const auto operand = pop();
+          stack.push_back({nullptr, token.unary_operator_->evaluate(operand.value(), error)});
+          break;
+        }
+        case jsonpath_token_kind::binary_operator: {
+          auto right = pop();
+          auto left = pop();
+          stack.push_back(
+              combine(*token.binary_operator_, std::move(left), std::move(right), error));
+          break;
+        }
+        default:
+          break;
+      }
+    }
+    return stack.empty() ? item() : pop();
+  }
+
+  own::json_value evaluate(own_context& context, own_reference root, own_reference current,
+                           result_options options, std::error_code& error) const override {
+    auto result = run(context, root, current, options, error);
+    if (result.place == nullptr) {
+      return std::move(result.computed);
+    }
+    own::before_copy(*result.place);
+    return *result.place;
+  }
+
+  std::string to_string(int /*level*/) const override { return {}; }
+
+ private:
+  static item combine(const binary_operator<own::json_value>& operation, item left, item right,
+                      std::error_code& error) {
+    constexpr std::size_t of_and = 8;
+    constexpr std::size_t of_or = 9;
+    if (operation.precedence_level() == of_and) {
+      return is_true(left.value()) ? std::move(right) : std::move(left);
+    }
+    if (operation.precedence_level() == of_or) {
+      return is_true(left.value()) ? std::move(left) : std::move(right);
+    }
+    return {nullptr, operation.evaluate(left.value(), right.value(), error)};
+  }
+
+  static item call(own_context& context, const token_type& token, std::vector<item>& arguments,
+                   std::error_code& error) {
+    const auto& function = *token.function_;
+    if (function.arity() && *function.arity() != arguments.size()) {
+      error = jsonpath_errc::invalid_arity;
+      return {};
+    }
+    std::vector<const own::json_value*> places;
+    bool is_null = false;
+    for (const auto& argument : arguments) {
+      places.push_back(argument.place);
+      is_null = is_null || argument.value().is_null();
+      if (argument.value().is_string()) {
+        own::spend_on_text(2 * argument.value().as_string_view().size());
+      }
+    }
+    auto& last = context.last_call_of(&token);
+    const bool is_repeated = !places.empty() && last.arguments == places &&
+                             std::find(places.begin(), places.end(), nullptr) == places.end();
+    if (is_repeated && last.result != nullptr) {
+      return {last.result};
+    }
+    std::vector<parameter<own::json_value>> parameters;
+    using argument_type = value_or_pointer<own::json_value, own_reference>;
+    for (auto& argument : arguments) {
+      parameters.emplace_back(argument.place != nullptr
+                                  ? argument_type(argument.place)
+                                  : argument_type(std::move(argument.computed)));
+    }
+    item result{nullptr, function.evaluate(parameters, error)};
+    own::spend(own::price::evaluation);
+    if (error) {
+      auto& state = *own::current_evaluation();
+      state.error = state.error || is_null ? state.error : error;
+      return {};
+    }
+    if (is_repeated) {
+      last.result = result.place = context.create_json(std::move(result.computed));
+    } else {
+      last = {std::move(places), nullptr};
+    }
+    return result;
+  }
+
+  std::vector<token_type> tokens_;
+};
+
+template <>
+inline void base_selector<own::json_value, own_reference>::tail_select(
+    own_context& context, own_reference root, const own_node& last, own_reference current,
+    own_receiver& receiver, result_options options) const {
+  own::spend(own::price::node);
+  if (tail_ == nullptr) {
+    receiver.add(last, current);
+  } else {
+    tail_->select(context, root, last, current, receiver, options);
+  }
+}
+
+template <>
+inline own_reference base_selector<own::json_value, own_reference>::evaluate_tail(
+    own_context& context, own_reference root, const own_node& last, own_reference current,
+    result_options options, std::error_code& error) const {
+  own::spend(own::price::node);
+  return tail_ == nullptr ? current : tail_->evaluate(context, root, last, current, options, error);
+}
+
+template <>
+inline void json_array_receiver<own::json_value, own_reference>::add(const own_node& /*last*/,
+                                                                     own_reference value) {
+  const auto size = val->size();
+  constexpr std::size_t of_growth = 2 * sizeof(own::json_value);
+  own::before_copy(value, size == val->capacity() ? (size + 1) * of_growth : 0);
+  val->emplace_back(value);
+}
+
+template <>
+inline void recursive_selector<own::json_value, own_reference>::select(
+    own_context& context, own_reference root, const own_node& last, own_reference current,
+    own_receiver& receiver, result_options options) const {
+  own::spend();
+  if (current.is_array()) {
+    tail_select(context, root, last, current, receiver, options);
+    for (std::size_t index = 0; index < current.size(); ++index) {
+      select(context, root, path_generator_type::generate(context, last, index, options),
+             current[index], receiver, options);
+    }
+  } else if (current.is_object()) {
+    tail_select(context, root, last, current, receiver, options);
+    for (const auto& member : current.object_range()) {
+      select(context, root, path_generator_type::generate(context, last, member.key(), options),
+             member.value(), receiver, options);
+    }
+  }
+}
+
+template <>
+inline void union_selector<own::json_value, own_reference>::select(
+    own_context& context, own_reference root, const own_node& last, own_reference current,
+    own_receiver& receiver, result_options options) const {
+  for (const auto* const selector : selectors_) {
+    own::spend(own::price::node);
+    selector->select(context, root, last, current, receiver, options);
+  }
+}
+
+/// The library's own counts beyond the largest integer for a very large step.
+template <>
+inline void slice_selector<own::json_value, own_reference>::select(
+    own_context& context, own_reference root, const own_node& last, own_reference current,
+    own_receiver& receiver, result_options options) const {
+  if (!current.is_array() || slice_.step() == 0) {
+    return;
+  }
+  const auto size = static_cast<std::int64_t>(current.size());
+  const bool is_forward = slice_.step() > 0;
+  const auto step = std::clamp(slice_.step(), -size - 1, size + 1);
+  auto at = is_forward ? std::max<std::int64_t>(slice_.get_start(current.size()), 0)
+                       : std::min(slice_.get_start(current.size()), size - 1);
+  const auto end = is_forward ? slice_.get_stop(current.size())
+                              : std::max<std::int64_t>(slice_.get_stop(current.size()), -1);
+  for (; is_forward ? at < end : at > end; at += step) {
+    const auto index = static_cast<std::size_t>(at);
+    tail_select(context, root, path_generator_type::generate(context, last, index, options),
+                current[index], receiver, options);
+  }
+}
+
+template <>
+inline void filter_selector<own::json_value, own_reference>::select(
+    own_context& context, own_reference root, const own_node& last, own_reference current,
+    own_receiver& receiver, result_options options) const {
+  const auto holds = [&](own_reference value) {
+    std::error_code error;
+    const auto result = expr_.run(context, root, value, options, error);
+    return !error && is_true(result.value());
+  };
+  if (current.is_array()) {
+    for (std::size_t index = 0; index < current.size(); ++index) {
+      if (holds(current[index])) {
+        tail_select(context, root, path_generator_type::generate(context, last, index, options),
+                    current[index], receiver, options);
+      }
+    }
+  } else if (current.is_object()) {
+    for (const auto& member : current.object_range()) {
+      if (holds(member.value())) {
+        tail_select(context, root,
+                    path_generator_type::generate(context, last, member.key(), options),
+                    member.value(), receiver, options);
+      }
+    }
+  }
+}
+
+template <>
+inline void function_selector<own::json_value, own_reference>::select(
+    own_context& context, own_reference root, const own_node& last, own_reference current,
+    own_receiver& receiver, result_options options) const {
+  std::error_code error;
+  auto result = expr_.run(context, root, current, options, error);
+  if (!error) {
+    const auto& value =
+        result.place != nullptr ? *result.place : *context.create_json(std::move(result.computed));
+    tail_select(context, root, last, value, receiver, options);
+  }
+}
+
+template <>
+inline own_reference function_selector<own::json_value, own_reference>::evaluate(
+    own_context& context, own_reference root, const own_node& last, own_reference current,
+    result_options options, std::error_code& error) const {
+  auto result = expr_.run(context, root, current, options, error);
+  if (error) {
+    return context.null_value();
+  }
+  const auto& value =
+      result.place != nullptr ? *result.place : *context.create_json(std::move(result.computed));
+  return evaluate_tail(context, root, last, value, options, error);
+}
+
+}  // namespace detail
+}  // namespace jsoncons::jsonpath
