@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <jsoncons/json_filter.hpp>
 #include <jsoncons_ext/jsonpointer/jsonpointer.hpp>
-#include <stdexcept>
 #include <system_error>
 
 #include "libjsonparser/decimal_text.hpp"
@@ -22,39 +20,6 @@ using libparser::exceptions::unexpected_type_error;
 constexpr const char* integer_type = "integer";
 constexpr const char* float_type = "floating point";
 constexpr const char* string_type = "string";
-
-// Turns the digits of fractions and exponents into doubles where these are exact, and large whole
-// numbers into integers. What is left keeps its text. The library's own conversion rounds without a
-// word, depends on the locale, or refuses the whole document for one number that is out of range.
-class number_reader : public jsoncons::basic_json_filter<char> {
- public:
-  using basic_json_filter::basic_json_filter;
-
- private:
-  JSONCONS_VISITOR_RETURN_TYPE visit_string(const string_view_type& value,
-                                            jsoncons::semantic_tag tag,
-                                            const jsoncons::ser_context& context,
-                                            std::error_code& error) override {
-    const std::string_view text(value.data(), value.size());
-    if (tag != jsoncons::semantic_tag::bigdec) {
-      destination().string_value(value, tag, context, error);
-      JSONCONS_VISITOR_RETURN;
-    }
-    const double number = nearest_double(text);
-    if (is_exact(number, text)) {
-      destination().double_value(number, jsoncons::semantic_tag::none, context, error);
-      JSONCONS_VISITOR_RETURN;
-    }
-    const decimal exact(text);
-    const auto whole = exact.is_whole() ? exact.truncated() : std::nullopt;
-    if (whole) {
-      destination().int64_value(*whole, jsoncons::semantic_tag::none, context, error);
-    } else {
-      destination().string_value(value, tag, context, error);
-    }
-    JSONCONS_VISITOR_RETURN;
-  }
-};
 
 std::unique_ptr<const json_value> read(std::string_view text) {
   if (text.size() > largest_document) {
@@ -136,37 +101,6 @@ std::int64_t integer_of_decimal(const json_value& value) {
   throw exceptions::conversion_error(number_text(value), integer_type);
 }
 
-// Where the library writes to. The text of a match may be as large as the document.
-class counted_text {
- public:
-  using value_type = char;
-
-  explicit counted_text(std::string& text) : text_(&text) {}
-  void push_back(char character) {
-    before_writing(1);
-    text_->push_back(character);
-  }
-  void append(const char* characters, std::size_t size) {
-    before_writing(size);
-    text_->append(characters, size);
-  }
-  void flush() {}
-
- private:
-  void before_writing(std::size_t size) {
-    auto* const budget = evaluation_budget::current();
-    if (budget == nullptr) {
-      return;
-    }
-    budget->spend(1 + size / evaluation_budget::bytes_of_step);
-    if (text_->size() + size > text_->capacity()) {
-      budget->require(2 * (text_->size() + size));
-    }
-  }
-
-  std::string* text_;
-};
-
 bool same_ignoring_case(std::string_view one, std::string_view other) {
   const auto lower = [](char character) {
     return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
@@ -200,26 +134,6 @@ int compare_decimals(const json_value& left, const json_value& right) noexcept {
   const std::string other = calculated(right);
   return decimal(one.empty() ? characters(left) : one)
       .compare(decimal(other.empty() ? characters(right) : other));
-}
-
-json_value read_json(std::string_view text) {
-  if (text.starts_with("\xef\xbb\xbf")) {  // the byte order mark that some editors write
-    text.remove_prefix(3);
-  }
-  jsoncons::json_decoder<json_value> decoder;
-  number_reader reader(decoder);
-  jsoncons::basic_json_parser<char> parser(jsoncons::basic_json_options<char>()
-                                               .allow_comments(false)
-                                               .max_nesting_depth(deepest_nesting)
-                                               .lossless_number(true));
-  parser.update(text.data(), text.size());
-  parser.parse_some(reader);
-  parser.finish_parse(reader);
-  parser.check_done();
-  if (!decoder.is_valid()) {
-    throw std::runtime_error("Unexpected end of file.");
-  }
-  return decoder.get_result();
 }
 
 json_document::json_document(std::string_view text) : root_(read(text)) {}
@@ -333,18 +247,6 @@ bool to_boolean(const json_value& value) {
     throw_unexpected_type(value);
   }
   return text == "true";
-}
-
-std::string serialize_value(const json_value& value) {
-  // A number beyond a double's range stays one, instead of becoming a null.
-  const auto options = jsoncons::basic_json_options<char>()
-                           .inf_to_num("1e9999")
-                           .neginf_to_num("-1e9999")
-                           .bignum_format(jsoncons::bignum_format_kind::raw);
-  std::string text;
-  jsoncons::basic_compact_json_encoder<char, counted_text> encoder(counted_text(text), options);
-  value.dump(encoder);
-  return text;
 }
 
 bool for_each_element(const json_value& value,

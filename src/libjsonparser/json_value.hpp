@@ -16,7 +16,7 @@ class basic_json;
 /// JSON values as the rest of this library sees them: by reference, through the functions below.
 ///
 /// The type itself is the JSON library's. It is only declared here, because its headers take very
-/// long to compile: jsoncons_value.hpp completes it for the two files that know it.
+/// long to compile: jsoncons_value.hpp completes it for the files that know it.
 namespace brunvik::monitoring_modules::libjsonparser {
 
 struct value_policy;

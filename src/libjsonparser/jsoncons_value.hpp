@@ -11,11 +11,12 @@
 static_assert(JSONCONS_VERSION_MAJOR == 1 && JSONCONS_VERSION_MINOR == 3 &&
                   JSONCONS_VERSION_PATCH == 2,
               "jsoncons 1.3.2 is needed. Before another release is used, compare what "
-              "jsoncons_value.hpp, jsoncons_operators.hpp, jsoncons_functions.hpp and "
-              "jsoncons_evaluation.hpp replace with what that release has in its place.");
+              "jsoncons_value.hpp, jsoncons_operators.hpp, jsoncons_functions.hpp, "
+              "jsoncons_context.hpp and jsoncons_evaluation.hpp replace with what that release has "
+              "in its place.");
 
-/// Completes `json_value`. Only for the two implementation files that know the JSON library:
-/// json_value.cpp and jsonpath_expression.cpp.
+/// Completes `json_value`. Only for the three implementation files that know the JSON library:
+/// json_text.cpp, json_value.cpp and jsonpath_expression.cpp.
 namespace brunvik::monitoring_modules::libjsonparser {
 
 /// Members sorted by name. A type of our own, so that what jsoncons_operators.hpp changes about the

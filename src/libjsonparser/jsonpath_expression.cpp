@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "libjsonparser/exceptions.hpp"
+#include "libjsonparser/jsoncons_added_functions.hpp"
 #include "libjsonparser/jsoncons_evaluation.hpp"
 #include "libjsonparser/jsoncons_functions.hpp"
-#include "libjsonparser/jsonpath_functions.hpp"
 
 namespace brunvik::monitoring_modules::libjsonparser {
 

@@ -1,0 +1,117 @@
+#include "libjsonparser/json_value.hpp"  // before the library: it declares its policy
+
+#include <jsoncons/json_filter.hpp>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "libjsonparser/decimal_text.hpp"
+#include "libjsonparser/evaluation_budget.hpp"
+#include "libjsonparser/jsoncons_value.hpp"
+#include "libjsonparser/number_text.hpp"
+
+namespace brunvik::monitoring_modules::libjsonparser {
+
+namespace {
+
+// Turns the digits of fractions and exponents into doubles where these are exact, and large whole
+// numbers into integers. What is left keeps its text. The library's own conversion rounds without a
+// word, depends on the locale, or refuses the whole document for one number that is out of range.
+class number_reader : public jsoncons::basic_json_filter<char> {
+ public:
+  using basic_json_filter::basic_json_filter;
+
+ private:
+  JSONCONS_VISITOR_RETURN_TYPE visit_string(const string_view_type& value,
+                                            jsoncons::semantic_tag tag,
+                                            const jsoncons::ser_context& context,
+                                            std::error_code& error) override {
+    const std::string_view text(value.data(), value.size());
+    if (tag != jsoncons::semantic_tag::bigdec) {
+      destination().string_value(value, tag, context, error);
+      JSONCONS_VISITOR_RETURN;
+    }
+    const double number = nearest_double(text);
+    if (is_exact(number, text)) {
+      destination().double_value(number, jsoncons::semantic_tag::none, context, error);
+      JSONCONS_VISITOR_RETURN;
+    }
+    const decimal exact(text);
+    const auto whole = exact.is_whole() ? exact.truncated() : std::nullopt;
+    if (whole) {
+      destination().int64_value(*whole, jsoncons::semantic_tag::none, context, error);
+    } else {
+      destination().string_value(value, tag, context, error);
+    }
+    JSONCONS_VISITOR_RETURN;
+  }
+};
+
+// Where the library writes to. The text of a match may be as large as the document.
+class counted_text {
+ public:
+  using value_type = char;
+
+  explicit counted_text(std::string& text) : text_(&text) {}
+  void push_back(char character) {
+    before_writing(1);
+    text_->push_back(character);
+  }
+  void append(const char* characters, std::size_t size) {
+    before_writing(size);
+    text_->append(characters, size);
+  }
+  void flush() {}
+
+ private:
+  void before_writing(std::size_t size) {
+    auto* const budget = evaluation_budget::current();
+    if (budget == nullptr) {
+      return;
+    }
+    budget->spend(1 + size / evaluation_budget::bytes_of_step);
+    if (text_->size() + size > text_->capacity()) {
+      budget->require(2 * (text_->size() + size));
+    }
+  }
+
+  std::string* text_;
+};
+
+}  // namespace
+
+json_value read_json(std::string_view text) {
+  if (text.starts_with("\xef\xbb\xbf")) {  // the byte order mark that some editors write
+    text.remove_prefix(3);
+  }
+  jsoncons::json_decoder<json_value> decoder;
+  number_reader reader(decoder);
+  jsoncons::basic_json_parser<char> parser(jsoncons::basic_json_options<char>()
+                                               .allow_comments(false)
+                                               .max_nesting_depth(deepest_nesting)
+                                               .lossless_number(true));
+  parser.update(text.data(), text.size());
+  parser.parse_some(reader);
+  parser.finish_parse(reader);
+  parser.check_done();
+  if (!decoder.is_valid()) {
+    throw std::runtime_error("Unexpected end of file.");
+  }
+  return decoder.get_result();
+}
+
+std::string serialize_value(const json_value& value) {
+  // A number beyond a double's range stays one, instead of becoming a null.
+  const auto options = jsoncons::basic_json_options<char>()
+                           .inf_to_num("1e9999")
+                           .neginf_to_num("-1e9999")
+                           .bignum_format(jsoncons::bignum_format_kind::raw);
+  std::string text;
+  jsoncons::basic_compact_json_encoder<char, counted_text> encoder(counted_text(text), options);
+  value.dump(encoder);
+  return text;
+}
+
+}  // namespace brunvik::monitoring_modules::libjsonparser
