@@ -32,10 +32,13 @@ std::unique_ptr<random_string_generator_interface> make_random_string_generator(
           std::move(numbers), libstringutils::default_alphabet()));
 }
 
-/// Keeps the MQTT library in use from the first client until the module goes: each time it is taken
-/// into use anew, the TLS library loses a few bytes for good.
+/// Keeps the MQTT library in use for as long as the module lives: each time it is taken into use
+/// anew, it may sleep for a tenth of a second before it looks at its first connection, which would
+/// pass for the broker's time, and the TLS library loses a few bytes for good.
 class kept_library {
  public:
+  kept_library() { keep(); }
+
   void keep() {
     const std::lock_guard lock(mutex_);
     if (waker_ == nullptr || !waker_->works()) {

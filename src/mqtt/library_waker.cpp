@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <string>
@@ -20,7 +21,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto connect_limit = 500ms;
+constexpr auto connect_limit = 2s;
 constexpr auto wake_limit = 200ms;
 
 // The only three packets of this conversation beside the client's CONNECT (MQTT 3.1.1, sections 3.2
@@ -45,9 +46,11 @@ class descriptor {
   int value_;
 };
 
-bool is_readable_soon(int socket) {
+bool is_readable_by(std::chrono::steady_clock::time_point deadline, int socket) {
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
   pollfd waiting{socket, POLLIN, 0};
-  return poll(&waiting, 1, static_cast<int>(connect_limit / 1ms)) == 1;
+  return poll(&waiting, 1, std::max(0, static_cast<int>(left.count()))) == 1;
 }
 
 /// Listens on a port of the loopback interface; 0 when that fails.
@@ -139,12 +142,13 @@ std::shared_ptr<library_waker> library_waker::shared() {
   static std::weak_ptr<library_waker> existing;
   const std::lock_guard lock(mutex);
   auto waker = existing.lock();
-  static auto next_try = std::chrono::steady_clock::time_point{};
-  const auto now = std::chrono::steady_clock::now();
-  if (waker == nullptr || (!waker->works() && now >= next_try)) {
-    next_try = now + 1min;
+  static auto next_try = clock::time_point{};
+  if (waker == nullptr || (!waker->works() && clock::now() >= next_try)) {
     waker = std::make_shared<library_waker>();
     existing = waker;
+    if (!waker->works()) {
+      next_try = clock::now() + 1min;
+    }
   }
   return waker;
 }
@@ -171,11 +175,12 @@ library_waker::~library_waker() {
 bool library_waker::connect() {
   const descriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const std::uint16_t port = listen_on_loopback(listener.value());
-  if (port == 0 || !start_connecting(port) || !accept_own(listener.value())) {
+  const auto deadline = clock::now() + connect_limit;
+  if (port == 0 || !start_connecting(port) || !accept_own(listener.value(), deadline)) {
     return false;
   }
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, connect_limit, [&] { return connected_; });
+  return changed_.wait_until(lock, deadline, [&] { return connected_; });
 }
 
 bool library_waker::start_connecting(std::uint16_t port) {
@@ -196,8 +201,8 @@ bool library_waker::start_connecting(std::uint16_t port) {
          MQTTASYNC_SUCCESS;
 }
 
-bool library_waker::accept_own(int listener) {
-  if (!is_readable_soon(listener)) {
+bool library_waker::accept_own(int listener, clock::time_point deadline) {
+  if (!is_readable_by(deadline, listener)) {
     return false;
   }
   peer_ = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
@@ -207,7 +212,7 @@ bool library_waker::accept_own(int listener) {
   const int on = 1;
   setsockopt(peer_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   std::array<char, 256> connect_packet{};
-  return is_readable_soon(peer_) &&
+  return is_readable_by(deadline, peer_) &&
          recv(peer_, connect_packet.data(), connect_packet.size(), 0) > 0 &&
          send(peer_, connack.data(), connack.size(), MSG_NOSIGNAL) ==
              static_cast<ssize_t>(connack.size());

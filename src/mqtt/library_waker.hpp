@@ -24,8 +24,8 @@ namespace brunvik::monitoring_modules::mqtt {
 /// but not from within the library's callbacks.
 class library_waker {
  public:
-  /// The one of this process, or a new one if that does not work. Never null. Takes a second and a
-  /// half at most when one is made.
+  /// The one of this process, or a new one if that does not work. Never null. Takes two seconds at
+  /// most when one is made: beside a silent connection the library needs more than one to see it.
   static std::shared_ptr<library_waker> shared();
 
   library_waker();
@@ -50,9 +50,11 @@ class library_waker {
  private:
   struct library_callbacks;
 
+  using clock = std::chrono::steady_clock;
+
   bool connect();
   bool start_connecting(std::uint16_t port);
-  bool accept_own(int listener);
+  bool accept_own(int listener, clock::time_point deadline);
   void let_sender_finish() noexcept;
 
   void* handle_ = nullptr;  // the library's
@@ -65,6 +67,28 @@ class library_waker {
   std::uint64_t sent_ = 0;
   std::uint64_t seen_ = 0;
   int to_be_sent_ = 0;  // by the sending thread
+};
+
+/// A client's share in the waker of the process. [any-thread], as that.
+class shared_waker {
+ public:
+  [[nodiscard]] std::shared_ptr<library_waker> get() const {
+    const std::lock_guard lock(mutex_);
+    return waker_;
+  }
+
+  /// Takes the process's new one when the connection of this one has ended.
+  void renew_if_dead() {
+    if (!get()->works()) {
+      auto next = library_waker::shared();
+      const std::lock_guard lock(mutex_);
+      waker_.swap(next);
+    }
+  }
+
+ private:
+  mutable std::mutex mutex_;  // guards the pointer, and is held for moments only
+  std::shared_ptr<library_waker> waker_ = library_waker::shared();
 };
 
 }  // namespace brunvik::monitoring_modules::mqtt
