@@ -27,10 +27,10 @@ class mqtt_client_paho final : public mqtt_client_interface,
                                private connection_events,
                                private reconnectable {
  public:
-  /// Returns when the first attempt has ended, at the latest after twice the connect time-out and
-  /// two seconds: two versions of the protocol may have to be tried. Throws when it has failed,
-  /// unless the client is to go on by itself. The generator makes the suffix of the client
-  /// identifier; when it is gone there is none.
+  /// Returns when the first attempt has ended, at the latest half a second after the connect
+  /// time-out, which bounds looking up the name, all of the host's addresses and both versions of
+  /// the protocol. Throws when it has failed, unless the client is to go on by itself. The
+  /// generator makes the suffix of the client identifier; when it is gone there is none.
   mqtt_client_paho(
       const mqtt_client_settings& settings,
       std::weak_ptr<libstringutils::random_string_generator_interface> random_generator);
@@ -69,18 +69,26 @@ class mqtt_client_paho final : public mqtt_client_interface,
   void verify_connection() override;
   bool is_answering();
 
+  /// How long an attempt may take.
+  struct patience {
+    clock::time_point without_tcp;  // while nobody takes the connection, if that can be seen
+    clock::time_point at_most;
+    const std::function<bool()>& given_up;
+  };
+
   void connect_initially();
   std::vector<std::string> look_up(clock::time_point deadline,
                                    const std::function<bool()>& given_up) const;
-  void try_all(const std::vector<std::string>& addresses, clock::time_point patience,
-               clock::time_point deadline);
-  void try_both_versions(const std::string& address, clock::time_point deadline);
-  bool succeeds_in_older_version(const std::string& address, clock::time_point deadline);
-  void make_first_attempt(const std::string& address, protocol version, clock::time_point deadline);
-  void make_further_attempts(const std::string& address);
-  void make_further_attempt(const std::string& address, protocol version);
-  bool await_first_attempt(std::future<void>& ended, clock::time_point deadline);
-  void first_attempt_failed(const std::exception_ptr& failure, clock::time_point deadline);
+  void connect_somewhere(clock::time_point deadline, const std::function<bool()>& given_up);
+  void try_both_versions(const std::string& address, const patience& limits);
+  bool succeeds_in_older_version(const std::string& address, const patience& limits);
+  void attempt(const std::string& address, protocol version, const patience& limits);
+  void await_attempt(std::future<void>& ended, const patience& limits);
+  bool is_ended_by(const std::future<void>& ended, clock::time_point began, clock::time_point limit,
+                   const std::function<bool()>& given_up);
+  void log_silence(const diagnosis& found, clock::time_point began);
+  std::exception_ptr explain(std::exception_ptr failure, clock::time_point deadline,
+                             const std::function<bool()>& given_up) noexcept;
   void log_failure(int severity, const char* what, const std::exception_ptr& failure) noexcept;
   void look_after_connection() noexcept;
 
@@ -98,6 +106,7 @@ class mqtt_client_paho final : public mqtt_client_interface,
   pending_operation::state await(const paho_connection::operation_ptr& operation,
                                  clock::time_point deadline);
 
+  const clock::time_point created_ = clock::now();
   const std::string host_;
   const address_family family_;
   const std::chrono::seconds connect_timeout_;
@@ -111,12 +120,13 @@ class mqtt_client_paho final : public mqtt_client_interface,
   // Of unsubscriptions: when the broker has left one unanswered the next ones do not wait for it.
   answer_watch answers_;
 
-  std::promise<void> initial_connect_promise_;
-  std::atomic<bool> first_connect_pending_{false};
+  // Of the attempt under way, which somebody waits for while it is pending.
+  std::shared_ptr<std::promise<void>> attempt_promise_;  // an event may still be in it
+  std::atomic<bool> attempt_pending_{false};
+  bool has_attempted_ = false;
+  std::string shown_address_;  // where it leads, if the host's name does not say so
   std::atomic<std::int64_t> connect_duration_ms_{-1};
-  // When the attempt under way began, in ticks of the clock; 0 when none is.
-  std::atomic<clock::rep> attempt_began_{0};
-  std::size_t next_address_ = 0;      // of the host's, for the loop's thread
+  std::size_t next_address_ = 0;      // of the host's
   std::atomic<bool> arrived_{false};  // a message, since the loop's thread last looked
   // For the loop's thread: since when nothing has arrived, and how long a broker that has been
   // asked whether it is there may take to answer.

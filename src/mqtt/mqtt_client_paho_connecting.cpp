@@ -1,13 +1,14 @@
 // The part of the client that brings its connection up, and hears of its end.
 
 #include <algorithm>
-#include <thread>
+#include <typeinfo>
+#include <utility>
 
 #include "liblog/severity.hpp"
 #include "mqtt/exceptions.hpp"
 #include "mqtt/mqtt_client_paho.hpp"
 #include "mqtt/name_lookup.hpp"
-#include "mqtt/time_limits.hpp"
+#include "mqtt/numeric_address.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
 
@@ -16,8 +17,10 @@ namespace severity = liblog::severity;
 
 namespace {
 
-/// How long to look for the reason of a failed attempt.
+/// How long to look for the reason of a failed attempt, and of one whose time is nearly up.
 constexpr auto longest_diagnosis = 2s;
+constexpr auto shortest_diagnosis = 300ms;
+constexpr auto longest_look = 1s;
 /// How long nothing may arrive before the broker is asked whether it is there, and how long it may
 /// take to answer: more each time, since the answer may stand behind a long message on a slow line.
 constexpr auto longest_quiet = 20s;
@@ -34,20 +37,23 @@ std::string with_cause(const char* event, const std::string& cause) {
 void mqtt_client_paho::connect_initially() {
   log_->log(severity::debug, "Start initial connect.");
   const auto began = clock::now();
-  const auto deadline = began + longest_connecting(connect_timeout_.count());
+  const auto deadline = created_ + connect_timeout_;
+  const auto never = [] { return false; };
   if (loop_ != nullptr) {
     loop_->note_attempt();
   }
   try {
-    const auto addresses = look_up(began + connect_timeout_, [] { return false; });
-    try_all(addresses, began + connect_timeout_, deadline);
-    if (is_connected()) {
-      connect_duration_ms_ =
-          std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began).count();
-    }
+    connect_somewhere(deadline, never);
+    connect_duration_ms_ =
+        std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began).count();
   } catch (...) {
-    first_connect_pending_ = false;
-    first_attempt_failed(std::current_exception(), deadline);
+    const auto failure = explain(std::current_exception(), deadline, never);
+    if (!reconnects_) {
+      log_failure(severity::error, "Initial connection attempt failed: ", failure);
+      std::rethrow_exception(failure);
+    }
+    log_failure(severity::warning, "Connection attempt failed: ", failure);
+    loop_->look_after();
   }
 }
 
@@ -57,109 +63,170 @@ std::vector<std::string> mqtt_client_paho::look_up(clock::time_point deadline,
   return ask(host_, family_, deadline, given_up);
 }
 
-// The next address is only for when the one before led to nobody who answers, and soon.
-void mqtt_client_paho::try_all(const std::vector<std::string>& addresses,
-                               clock::time_point patience, clock::time_point deadline) {
-  for (const auto& address : addresses) {
+// What has answered last comes first. An address at which nobody takes the connection must leave
+// time for the next one.
+void mqtt_client_paho::connect_somewhere(clock::time_point deadline,
+                                         const std::function<bool()>& given_up) {
+  const auto addresses = look_up(deadline, given_up);
+  const bool library_chooses = connection_.chooses_address_itself() && addresses.size() > 1;
+  for (std::size_t left = library_chooses ? 1 : addresses.size();; --left) {
+    const auto& address = addresses[next_address_ % addresses.size()];
+    shown_address_ =
+        library_chooses || address == without_brackets(host_) ? std::string() : address;
+    const auto now = clock::now();
     try {
-      try_both_versions(address, deadline);
+      const auto share = (deadline - now) / static_cast<clock::rep>(left);
+      try_both_versions(address, {now + share, deadline, given_up});
       return;
-    } catch (const exceptions::tcp_tls_connect_failure&) {
-      if (&address == &addresses.back() || clock::now() >= patience) {
+    } catch (const exceptions::mqtt_failure& failure) {
+      if (connection_.was_refused() || given_up()) {
         throw;
       }
+      ++next_address_;
+      if (left == 1 || clock::now() >= deadline) {
+        throw;
+      }
+      log_->log(severity::warning,
+                std::string("Connection attempt failed: ") + failure.what() + " (" + address + ")");
     }
   }
 }
 
 // When both fail, the reason of the first counts.
-void mqtt_client_paho::try_both_versions(const std::string& address, clock::time_point deadline) {
+void mqtt_client_paho::try_both_versions(const std::string& address, const patience& limits) {
   try {
-    make_first_attempt(address, protocol::mqtt_3_1_1, deadline);
+    attempt(address, protocol::mqtt_3_1_1, limits);
   } catch (const exceptions::mqtt_failure&) {
-    if (!connection_.is_version_in_doubt() || clock::now() >= deadline ||
-        !succeeds_in_older_version(address, deadline)) {
+    if (!connection_.is_version_in_doubt() || clock::now() >= limits.at_most || limits.given_up() ||
+        !succeeds_in_older_version(address, limits)) {
       throw;
     }
   }
 }
 
 bool mqtt_client_paho::succeeds_in_older_version(const std::string& address,
-                                                 clock::time_point deadline) {
+                                                 const patience& limits) {
   try {
-    make_first_attempt(address, protocol::mqtt_3_1, deadline);
+    attempt(address, protocol::mqtt_3_1, limits);
     return true;
   } catch (const exceptions::mqtt_failure&) {
     return false;
   }
 }
 
-void mqtt_client_paho::make_first_attempt(const std::string& address, protocol version,
-                                          clock::time_point deadline) {
-  initial_connect_promise_ = {};
-  first_connect_pending_ = true;
-  auto connected = initial_connect_promise_.get_future();
-  attempt_began_ = clock::now().time_since_epoch().count();
+void mqtt_client_paho::attempt(const std::string& address, protocol version,
+                               const patience& limits) {
+  attempt_promise_ = std::make_shared<std::promise<void>>();
+  auto ended = attempt_promise_->get_future();
+  attempt_pending_ = true;
   try {
-    connection_.connect(address, version);
+    if (std::exchange(has_attempted_, true)) {
+      connection_.reconnect(address, version);
+    } else {
+      connection_.connect(address, version);
+      log_->log(severity::debug, "Wait for initial connection attempt.");
+    }
+    await_attempt(ended, limits);
   } catch (...) {
-    attempt_began_ = 0;
+    attempt_pending_ = false;
     throw;
   }
-  log_->log(severity::debug, "Wait for initial connection attempt.");
-  if (!await_first_attempt(connected, deadline)) {
-    throw exceptions::tcp_connection_timeout();
-  }
-  connected.get();
 }
 
-bool mqtt_client_paho::await_first_attempt(std::future<void>& ended, clock::time_point deadline) {
+// Shortly before time is up somebody has a look at how far one gets with the broker: the library
+// does not know.
+void mqtt_client_paho::await_attempt(std::future<void>& ended, const patience& limits) {
   const auto began = clock::now();
-  while (clock::now() < deadline) {
-    // The library would look for the broker's answers when it next thinks of it.
+  const auto look = std::min<clock::duration>(longest_look, (limits.without_tcp - began) / 2);
+  const auto is_ended = [&] { return is_ended_by(ended, began, clock::now(), limits.given_up); };
+  if (!is_ended_by(ended, began, limits.without_tcp - look, limits.given_up)) {
+    const auto found = connection_.examine(limits.without_tcp, is_ended);
+    const auto limit = found.stage == reached::nothing ? limits.without_tcp : limits.at_most;
+    if (!is_ended_by(ended, began, limit, limits.given_up) && connection_.end_attempt()) {
+      log_silence(found, began);
+      throw exceptions::tcp_connection_timeout();
+    }
+  }
+  if (limits.given_up() && attempt_pending_) {
+    throw exceptions::mqttasync_operation_incomplete();
+  }
+  ended.get();
+}
+
+// Or because nobody is interested any more. The library would look for the broker's answers when it
+// next thinks of it.
+bool mqtt_client_paho::is_ended_by(const std::future<void>& ended, clock::time_point began,
+                                   clock::time_point limit, const std::function<bool()>& given_up) {
+  for (;;) {
     connection_.wake_library();
-    const bool early = clock::now() - began < 50ms;
-    if (ended.wait_for(early ? 1ms : 20ms) == std::future_status::ready) {
+    const auto now = clock::now();
+    const auto so_far = now - began;
+    const auto slice = so_far < 50ms ? clock::duration(1ms)
+                                     : std::clamp<clock::duration>(so_far / 20, 20ms, 100ms);
+    const auto ready = std::future_status::ready;
+    if (ended.wait_for(std::clamp<clock::duration>(limit - now, 0ms, slice)) == ready ||
+        given_up()) {
       return true;
     }
-    if (!early) {
+    if (clock::now() >= limit) {
+      return false;
+    }
+    if (so_far >= 50ms) {
       connection_.wake_sender();
     }
   }
-  return false;
 }
 
-// The reason is looked for in what is left of the time, and half a second at least.
-void mqtt_client_paho::first_attempt_failed(const std::exception_ptr& failure,
-                                            clock::time_point deadline) {
+void mqtt_client_paho::log_silence(const diagnosis& found, clock::time_point began) {
+  const char* missing = found.stage == reached::nothing ? "no TCP connection"
+                        : found.stage == reached::tcp && connection_.uses_tls()
+                            ? "no TLS handshake"
+                            : "no answer to CONNECT";
+  const auto waited = std::chrono::round<std::chrono::milliseconds>(clock::now() - began);
+  log_->log(severity::warning, "The broker is silent: " + std::string(missing) + " within " +
+                                   std::to_string(waited.count()) + " ms" +
+                                   (shown_address_.empty() ? "" : " from " + shown_address_));
+}
+
+// The reason is looked for in what is left of the time, and a moment at least.
+std::exception_ptr mqtt_client_paho::explain(std::exception_ptr failure, clock::time_point deadline,
+                                             const std::function<bool()>& given_up) noexcept try {
   const auto now = clock::now();
-  connection_.explain_failure(std::clamp(deadline, now + 500ms, now + longest_diagnosis),
-                              [] { return false; });
-  if (!reconnects_) {
-    log_failure(severity::error, "Initial connection attempt failed: ", failure);
-    std::rethrow_exception(failure);
+  const std::string reason = connection_.explain_failure(
+      std::clamp(deadline, now + shortest_diagnosis, now + longest_diagnosis), given_up);
+  if (reason.empty()) {
+    return failure;
   }
-  log_failure(severity::warning, "Connection attempt failed: ", failure);
-  loop_->look_after();  // which also serves one that has succeeded just after its time
+  log_->log(severity::error, "TLS: " + reason);
+  try {
+    std::rethrow_exception(failure);
+  } catch (const exceptions::client_failure& unnamed) {
+    const bool has_words_to_fill = typeid(unnamed) == typeid(exceptions::client_failure);
+    return has_words_to_fill ? std::make_exception_ptr(exceptions::client_failure(reason))
+                             : failure;
+  }
+} catch (...) {
+  return failure;
 }
 
 void mqtt_client_paho::on_connect_success(const std::string& server_uri,
                                           int mqtt_version) noexcept {
-  attempt_began_ = 0;
   if (loop_ != nullptr) {
     loop_->connected();
   }
-  log_->log(severity::notice,
-            "Connected to: " + server_uri + " - MQTT Version: " + std::to_string(mqtt_version));
-  if (first_connect_pending_.exchange(false)) {
-    initial_connect_promise_.set_value();
+  log_->log(severity::notice, "Connected to: " + server_uri +
+                                  " - MQTT Version: " + std::to_string(mqtt_version) +
+                                  (shown_address_.empty() ? "" : " (" + shown_address_ + ")"));
+  if (attempt_pending_.exchange(false)) {
+    const auto promise = attempt_promise_;
+    promise->set_value();
   }
 }
 
 void mqtt_client_paho::on_connect_failure(std::exception_ptr failure) noexcept {
-  attempt_began_ = 0;
-  if (first_connect_pending_.exchange(false)) {
-    initial_connect_promise_.set_exception(std::move(failure));
+  if (attempt_pending_.exchange(false)) {
+    const auto promise = attempt_promise_;
+    promise->set_exception(std::move(failure));
   } else {
     log_failure(severity::warning, "Connection attempt failed: ", failure);
   }
@@ -181,54 +248,19 @@ void mqtt_client_paho::on_connected(const std::string& cause) noexcept {
   log_->log(severity::info, with_cause("Connected", cause));
 }
 
-// A second attempt beside one that has not ended would only queue behind it. An end that never
-// comes does not keep us waiting for good, though.
 void mqtt_client_paho::attempt_to_connect() {
-  const clock::rep began = attempt_began_;
-  const clock::time_point overdue =
-      clock::time_point(clock::duration(began)) + longest_connecting(connect_timeout_.count()) + 5s;
-  if ((began != 0 && clock::now() < overdue) || connection_.library_says_connected()) {
+  if (connection_.library_says_connected()) {
     return;
   }
   const auto given_up = [this] { return loop_->is_stopping(); };
-  connection_.explain_failure(clock::now() + longest_diagnosis, given_up);
+  const auto deadline = clock::now() + connect_timeout_;
   try {
-    const auto addresses = look_up(clock::now() + connect_timeout_, given_up);
-    const auto patience = clock::now() + connect_timeout_;
-    // A broker of several addresses may have lost the one that comes first.
-    for (std::size_t tried = 0; tried < addresses.size() && clock::now() < patience; ++tried) {
-      make_further_attempts(addresses[next_address_ % addresses.size()]);
-      if (is_connected() || connection_.was_refused() || given_up()) {
-        break;  // what has answered is what comes first next time
-      }
-      ++next_address_;
+    connect_somewhere(deadline, given_up);
+  } catch (const exceptions::mqtt_failure&) {
+    if (!given_up()) {
+      log_failure(severity::warning, "Connection attempt failed: ",
+                  explain(std::current_exception(), deadline, given_up));
     }
-  } catch (const exceptions::mqtt_failure& failure) {
-    log_->log(severity::warning, std::string("Connection attempt failed: ") + failure.what());
-  }
-}
-
-void mqtt_client_paho::make_further_attempts(const std::string& address) {
-  make_further_attempt(address, protocol::mqtt_3_1_1);
-  if (!is_connected() && connection_.is_version_in_doubt() && !loop_->is_stopping()) {
-    make_further_attempt(address, protocol::mqtt_3_1);
-  }
-}
-
-// Ends with the attempt, or with the client.
-void mqtt_client_paho::make_further_attempt(const std::string& address, protocol version) {
-  const auto began = clock::now();
-  const auto deadline = began + connect_timeout_ + 1s;
-  attempt_began_ = began.time_since_epoch().count();
-  if (!connection_.reconnect(address, version)) {
-    attempt_began_ = 0;
-  }
-  while (attempt_began_ != 0 && !loop_->is_stopping() && clock::now() < deadline) {
-    const bool early = clock::now() - began < 500ms;
-    if (early) {
-      connection_.wake_library();
-    }
-    std::this_thread::sleep_for(early ? 5ms : 20ms);
   }
 }
 
@@ -236,6 +268,7 @@ void mqtt_client_paho::verify_connection() try {
   if (!is_connected()) {
     return;
   }
+  connection_.look_after_waker();
   if (!connection_.library_says_connected()) {
     connection_.report_loss();
   } else if (!is_answering()) {

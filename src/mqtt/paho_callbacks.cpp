@@ -55,8 +55,7 @@ void paho_connection::callbacks::connect_success(void* context, MQTTAsync_succes
   if (event.connection.version_ == protocol::mqtt_3_1_1) {
     event.connection.newer_version_works_ = true;
   }
-  const char* uri = data == nullptr ? nullptr : data->alt.connect.serverURI;
-  event.connection.events_.on_connect_success(uri == nullptr ? "" : uri,
+  event.connection.events_.on_connect_success(event.connection.server_uri_,
                                               data == nullptr ? 0 : data->alt.connect.MQTTVersion);
 }
 
@@ -70,12 +69,8 @@ void paho_connection::callbacks::connect_failure(void* context, MQTTAsync_failur
   event.connection.ended_ = std::chrono::steady_clock::now();
   event.connection.refused_ = code > 0;
   event.connection.doubt_version(code, text == nullptr ? "" : text);
-  // A certificate that does not verify is told by the TLS library alone, or by nobody.
-  const std::string tls_error = event.connection.take_tls_error();
-  event.connection.unexplained_ = tls_error.empty() && code <= 0;
-  const bool wordless = text == nullptr || *text == '\0';
-  event.connection.events_.on_connect_failure(
-      make_exception_from_code(code, wordless && !tls_error.empty() ? tls_error.c_str() : text));
+  event.connection.unexplained_ = code <= 0;
+  event.connection.events_.on_connect_failure(make_exception_from_code(code, text));
 }
 
 void paho_connection::callbacks::connection_lost(void* context, char* cause) {
@@ -97,7 +92,9 @@ int paho_connection::callbacks::message_arrived(void* context, char* topic, int 
   if (event.is_wanted()) {
     deliver(event.connection, topic, topic_length, message);
   }
-  MQTTAsync_freeMessage(&message);
+  if (message != nullptr) {
+    MQTTAsync_freeMessage(&message);
+  }
   MQTTAsync_free(topic);
   return 1;
 }

@@ -2,10 +2,10 @@
 
 #include <chrono>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 #include "liblog/severity.hpp"
-#include "mqtt/certificate_diagnosis.hpp"
 #include "mqtt/failure_mapping.hpp"
 #include "mqtt/library_lock.hpp"
 #include "mqtt/paho_callbacks.hpp"
@@ -47,25 +47,28 @@ MQTTAsync_responseOptions make_response_options(const pending_operation& operati
 
 paho_connection::paho_connection(const mqtt_client_settings& settings, std::string client_id,
                                  std::shared_ptr<client_log> log, connection_events& events)
-    : waker_(library_waker::shared()),
-      log_(std::move(log)),
+    : log_(std::move(log)),
       events_(events),
       client_id_(std::move(client_id)),
       host_(settings.host),
       port_(settings.port),
       uses_tls_(settings.tls.mode == tls_settings::tls_mode::on),
       server_uri_(make_server_uri(settings)) {
-  if (!waker_->works()) {
+  if (!waker_.get()->works()) {
     log_->log(severity::warning,
               "There is no loopback connection to be had: times may be up to two seconds too long");
   }
   require_no_nul(settings, client_id_);
-  MQTTAsync_createOptions create_options = make_create_options();
   log_->log(severity::info,
-            "Working with MQTT version: " + std::to_string(create_options.MQTTVersion));
+            "Working with MQTT version: " + std::to_string(make_create_options().MQTTVersion));
   log_->log(severity::debug, "Initializing handle with options: server_uri: " + server_uri_ +
                                  " with client_id: " + client_id_);
   options_ = std::make_unique<paho_options>(settings, *log_);
+  make_handle();
+}
+
+void paho_connection::make_handle() {
+  MQTTAsync_createOptions create_options = make_create_options();
   check_return_code(
       *log_,
       MQTTAsync_createWithOptions(&handle_, server_uri_.c_str(), client_id_.c_str(),
@@ -80,9 +83,18 @@ paho_connection::paho_connection(const mqtt_client_settings& settings, std::stri
     check_return_code(*log_, MQTTAsync_setConnected(handle_, this, callbacks::connected), "",
                       "in MQTTAsync_setConnected");
   } catch (...) {
-    with_library_lock([&] { MQTTAsync_destroy(&handle_); });
+    destroy_handle();
     throw;
   }
+}
+
+void paho_connection::destroy_handle() noexcept {
+  with_library_lock([&] {
+    if (handle_ != nullptr) {
+      MQTTAsync_destroy(&handle_);
+      handle_ = nullptr;
+    }
+  });
 }
 
 // The library calls back with its lock held and destroys with its lock held, so once the events
@@ -97,7 +109,23 @@ paho_connection::~paho_connection() {
     std::this_thread::sleep_for(1ms);
   }
   log_->log(severity::notice, "Cleaning up.");
-  with_library_lock([&] { MQTTAsync_destroy(&handle_); });
+  destroy_handle();
+}
+
+// The library has no other way to end an attempt: it disconnects only what is connected.
+bool paho_connection::end_attempt() {
+  closing_ = true;
+  while (callbacks_running_ != 0) {
+    std::this_thread::sleep_for(1ms);
+  }
+  const bool ended = !connected_;
+  if (ended) {
+    destroy_handle();
+    std::ignore = take_tls_error();
+    ended_ = std::chrono::steady_clock::now();
+  }
+  closing_ = false;
+  return ended;
 }
 
 void paho_connection::disconnect() noexcept try {
@@ -121,6 +149,10 @@ void paho_connection::disconnect() noexcept try {
 }
 
 int paho_connection::start_connecting(const std::string& address, protocol version) {
+  if (handle_ == nullptr) {
+    make_handle();
+  }
+  look_after_waker();
   // The library takes the options without its lock, which it holds while it ends what was before.
   let_library_finish();
   // And what it still has to say of a socket that is closed it says of the next one, which has got
@@ -130,6 +162,7 @@ int paho_connection::start_connecting(const std::string& address, protocol versi
   version_ = version;
   version_in_doubt_ = false;
   refused_ = false;
+  unexplained_ = false;
   std::string target = uses_tls_ ? server_uri_ : make_plain_uri(address, port_);
   char* const uri = target.data();
   auto& options = options_->connect;
@@ -154,34 +187,40 @@ void paho_connection::connect(const std::string& address, protocol version) {
 
 // The library's own MQTTAsync_reconnect forgets the callbacks after their first use, so that nobody
 // would learn why a later attempt has failed.
-bool paho_connection::reconnect(const std::string& address, protocol version) {
+void paho_connection::reconnect(const std::string& address, protocol version) {
   const int code = start_connecting(address, version);
   if (code != MQTTASYNC_SUCCESS) {
     log_->log(severity::notice, "MQTTAsync_reconnect failed with: " + std::to_string(code));
   }
-  return code == MQTTASYNC_SUCCESS;
+  check_return_code(*log_, code, "", "in method MQTTAsync_connect()");
 }
 
-void paho_connection::explain_failure(std::chrono::steady_clock::time_point deadline,
-                                      const std::function<bool()>& given_up) {
-  const char* ca_file = options_->tls.trustStore;
-  if (ca_file == nullptr || !unexplained_.exchange(false)) {
-    return;
+diagnosis paho_connection::examine(std::chrono::steady_clock::time_point deadline,
+                                   const std::function<bool()>& given_up) const {
+  const auto& tls = options_->tls;
+  return diagnose_connection({host_, address_, port_, uses_tls_, tls.trustStore, tls.keyStore,
+                              tls.privateKey, tls.privateKeyPassword},
+                             deadline, given_up);
+}
+
+// What the library has heard of the TLS library is better than nothing.
+std::string paho_connection::explain_failure(std::chrono::steady_clock::time_point deadline,
+                                             const std::function<bool()>& given_up) {
+  if (!uses_tls_ || !unexplained_.exchange(false)) {
+    return {};
   }
-  const std::string reason =
-      diagnose_certificate({host_, address_, port_}, ca_file, deadline, given_up);
-  if (!reason.empty()) {
-    log_->log(severity::error, "TLS: " + reason);
-  }
+  const std::string heard = take_tls_error();
+  const std::string fault = examine(deadline, given_up).fault;
+  return fault.empty() ? heard : fault;
 }
 
 bool paho_connection::library_says_connected() {
-  return MQTTAsync_isConnected(handle_) != 0;
+  return with_library_lock([&] { return MQTTAsync_isConnected(handle_) != 0; });
 }
 
 // Whoever asks for something waits for the lock.
 void paho_connection::let_library_finish() noexcept {
-  MQTTAsync_isConnected(handle_);
+  std::ignore = library_says_connected();
 }
 
 void paho_connection::report_loss() noexcept {
@@ -281,7 +320,7 @@ void paho_connection::remember_tls_error(std::string text) noexcept try {
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) {
     text.pop_back();
   }
-  log_->log(severity::error, "TLS: " + text);
+  log_->log(severity::info, "TLS: " + text);
   const std::lock_guard lock(operations_mutex_);
   tls_error_ = std::move(text);
 } catch (...) {

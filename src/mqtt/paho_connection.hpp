@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "mqtt/client_log.hpp"
+#include "mqtt/connection_diagnosis.hpp"
 #include "mqtt/library_waker.hpp"
 #include "mqtt/mqtt_client_settings.hpp"
 #include "mqtt/pending_operation.hpp"
@@ -27,6 +28,7 @@ class paho_options;
 class connection_events {
  public:
   virtual ~connection_events() = default;
+  /// The URI holds the host as it stands in the settings.
   virtual void on_connect_success(const std::string& server_uri, int mqtt_version) noexcept = 0;
   virtual void on_connect_failure(std::exception_ptr failure) noexcept = 0;
   virtual void on_connection_lost(const std::string& cause) noexcept = 0;
@@ -61,9 +63,12 @@ class paho_connection {
   /// given the name all the same, which it compares with the certificate.
   void connect(const std::string& address, protocol version);
   [[nodiscard]] bool chooses_address_itself() const noexcept { return uses_tls_; }
-  /// Starts another attempt. Its outcome comes as an event as well, unless the library refuses to
-  /// make one, which is logged and told by the result.
-  bool reconnect(const std::string& address, protocol version);
+  [[nodiscard]] bool uses_tls() const noexcept { return uses_tls_; }
+  /// Starts another attempt; logs it as one when the library refuses to make it.
+  void reconnect(const std::string& address, protocol version);
+  /// Ends an attempt that has not ended, at once and without an event: the library itself would
+  /// look at the time every three seconds. False when it has just connected, which stays.
+  [[nodiscard]] bool end_attempt();
 
   /// Whether the last attempt was made in the newer version of the protocol and has failed in a way
   /// that the older one may mend. That knows no refused subscription, so it is good enough only for
@@ -74,15 +79,21 @@ class paho_connection {
 
   /// Has the library look at its connections at once (library_waker.hpp), without waiting for it or
   /// until it does.
-  void wake_library() noexcept { waker_->wake(); }
-  void wake_library_and_wait() noexcept { waker_->wake_and_wait(); }
+  void wake_library() noexcept { waker_.get()->wake(); }
+  void wake_library_and_wait() noexcept { waker_.get()->wake_and_wait(); }
   /// Has the library send at once what it was asked to send.
-  void wake_sender() noexcept { waker_->wake_sender(); }
+  void wake_sender() noexcept { waker_.get()->wake_sender(); }
+  /// Sees to it that these three work, which takes a while when they do not.
+  void look_after_waker() { waker_.renew_if_dead(); }
 
-  /// Logs why the broker's certificate was not trusted, when the last attempt has failed without
-  /// the broker or the TLS library saying why. Gives up at the deadline, and when told so.
-  void explain_failure(std::chrono::steady_clock::time_point deadline,
-                       const std::function<bool()>& given_up);
+  /// Has a look at the server of the last attempt, on a connection of its own. Gives up at the
+  /// deadline, and when told so.
+  [[nodiscard]] diagnosis examine(std::chrono::steady_clock::time_point deadline,
+                                  const std::function<bool()>& given_up) const;
+  /// Why the last attempt has failed, if that is a matter of TLS, for a person; otherwise empty.
+  /// As `examine`.
+  [[nodiscard]] std::string explain_failure(std::chrono::steady_clock::time_point deadline,
+                                            const std::function<bool()>& given_up);
 
   /// Whether the connection stands, as the events have told. Does not wait.
   [[nodiscard]] bool is_connected() const noexcept { return connected_; }
@@ -113,6 +124,8 @@ class paho_connection {
 
   template <class Request>
   operation_ptr start(Request&& request);
+  void make_handle();
+  void destroy_handle() noexcept;
   void doubt_version(int code, std::string_view text) noexcept;
   void end_operations(void (pending_operation::*end)() noexcept) noexcept;
   int start_connecting(const std::string& address, protocol version);
@@ -121,7 +134,7 @@ class paho_connection {
   void remember_tls_error(std::string text) noexcept;
   [[nodiscard]] std::string take_tls_error() noexcept;
 
-  const std::shared_ptr<library_waker> waker_;
+  shared_waker waker_;
   std::shared_ptr<client_log> log_;
   connection_events& events_;
   std::string client_id_;
@@ -134,7 +147,7 @@ class paho_connection {
   void* handle_ = nullptr;  // the library's
 
   std::atomic<bool> connected_{false};
-  std::atomic<bool> unexplained_{false};  // the last attempt has failed without words
+  std::atomic<bool> unexplained_{false};  // the last attempt has failed, and no broker has said why
   std::atomic<protocol> version_{protocol::mqtt_3_1_1};  // of the last attempt
   std::atomic<bool> refused_{false};
   std::atomic<std::chrono::steady_clock::time_point> ended_{

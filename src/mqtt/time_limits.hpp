@@ -12,10 +12,10 @@ constexpr std::chrono::seconds clamp_connect_timeout(std::int64_t seconds) noexc
   return std::chrono::seconds(std::clamp<std::int64_t>(seconds, 1, 2'147'483));
 }
 
-/// How long making a client may take: two versions of the protocol may be tried, each for the
-/// whole time-out.
+/// How long making a client may take, the look for the reason of a failure included. The attempt
+/// itself, whatever it consists of, ends with the time-out.
 constexpr std::chrono::milliseconds longest_connecting(std::int64_t timeout_seconds) noexcept {
-  return 2 * clamp_connect_timeout(timeout_seconds) + std::chrono::seconds(1);
+  return clamp_connect_timeout(timeout_seconds) + std::chrono::milliseconds(500);
 }
 
 /// How long a dead connection can go unnoticed (MQTT 3.1.1, section 3.1.2.10).

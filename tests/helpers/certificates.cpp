@@ -44,7 +44,8 @@ struct request {
   std::string names = {};
   std::string key_usage = {};
   bool is_authority = false;
-  bool expired = false;
+  long valid_from_day = -1;  // from today
+  long valid_to_day = 10;
 };
 
 void add_extension(X509* target, X509* issuer, int kind, const std::string& value) {
@@ -61,8 +62,8 @@ void set_identity(X509* target, const request& wanted) {
   RAND_bytes(reinterpret_cast<unsigned char*>(&number), sizeof number);
   ASN1_INTEGER_set(X509_get_serialNumber(target), number & 0x7fffffffffff);
   constexpr long day = 24L * 60 * 60;
-  X509_gmtime_adj(X509_getm_notBefore(target), wanted.expired ? -10 * day : -day);
-  X509_gmtime_adj(X509_getm_notAfter(target), wanted.expired ? -day : 10 * day);
+  X509_gmtime_adj(X509_getm_notBefore(target), wanted.valid_from_day * day);
+  X509_gmtime_adj(X509_getm_notAfter(target), wanted.valid_to_day * day);
   X509_NAME_add_entry_by_txt(X509_get_subject_name(target), "CN", MBSTRING_UTF8,
                              reinterpret_cast<const unsigned char*>(wanted.common_name.c_str()), -1,
                              -1, 0);
@@ -140,8 +141,12 @@ certificates::certificates() {
   server = store(make(local, &first), directory_, "server");
   server_of_other_authority = store(make(local, &second), directory_, "server_of_other_authority");
   request expired = local;
-  expired.expired = true;
+  expired.valid_from_day = -10;
+  expired.valid_to_day = -1;
   expired_server = store(make(expired, &first), directory_, "expired_server");
+  request future = local;
+  future.valid_from_day = 1;
+  future_server = store(make(future, &first), directory_, "future_server");
   server_for_another_host = store(
       make(
           {.common_name = "broker.invalid", .names = "DNS:broker.invalid", .key_usage = server_use},

@@ -33,6 +33,8 @@ class certificates {
   certificate server_for_another_host;
   /// For 127.0.0.1, ::1 and localhost; it was valid until yesterday.
   certificate expired_server;
+  /// The same, valid from tomorrow on.
+  certificate future_server;
   /// For 127.0.0.1, ::1 and localhost; signed by `other_authority`.
   certificate server_of_other_authority;
 

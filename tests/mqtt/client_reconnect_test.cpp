@@ -2,11 +2,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <iterator>
+#include <vector>
 
 #include "helpers/mosquitto_broker.hpp"
 #include "helpers/publisher.hpp"
@@ -32,6 +35,37 @@ class client_reconnect_test : public testing::Test, protected client_fixture {};
 
 bool is_subscribed(mqtt_client_interface& client, const std::string& filter) {
   return failure_key([&] { client.require_subscribed(filter); }).empty();
+}
+
+/// The sockets of this process that are connected, and not with a broker.
+std::vector<int> sockets_beside(std::uint16_t broker) {
+  std::vector<int> found;
+  for (int socket = 3; socket < 200; ++socket) {
+    sockaddr_in ends[2]{};
+    socklen_t lengths[2] = {sizeof ends[0], sizeof ends[1]};
+    if (getsockname(socket, reinterpret_cast<sockaddr*>(&ends[0]), &lengths[0]) == 0 &&
+        getpeername(socket, reinterpret_cast<sockaddr*>(&ends[1]), &lengths[1]) == 0 &&
+        ends[0].sin_family == AF_INET && ntohs(ends[0].sin_port) != broker &&
+        ntohs(ends[1].sin_port) != broker) {
+      found.push_back(socket);
+    }
+  }
+  return found;
+}
+
+// Without it the library would notice the broker's answers a second late, for good.
+TEST_F(client_reconnect_test, the_connection_that_wakes_the_library_is_replaced) {
+  kavu_test::scripted_broker broker;
+  const auto client = make(persistent_settings_for(broker.port()));
+  const auto before = sockets_beside(broker.port());
+  ASSERT_EQ(before.size(), 2U);  // both its ends
+  for (const int socket : before) {
+    shutdown(socket, SHUT_RDWR);
+  }
+  ASSERT_TRUE(eventually([&] { return sockets_beside(broker.port()).empty(); }));
+  broker.drop();
+  EXPECT_TRUE(eventually([&] { return sockets_beside(broker.port()).size() == 2; }));
+  EXPECT_TRUE(eventually([&] { return client->is_connected(); }));
 }
 
 TEST_F(client_reconnect_test, a_restarted_broker_is_found_and_every_filter_renewed) {
@@ -145,10 +179,10 @@ TEST_F(client_reconnect_test, every_address_of_a_name_is_tried) {
   auto settings = persistent_settings_for(broker.port());
   settings.host = "localhost";
   const auto client = make(settings);
-  EXPECT_TRUE(logged("Connected to: tcp://127.0.0.1:"));
+  EXPECT_TRUE(logged(" - MQTT Version: 4 (127.0.0.1)"));
   broker.restart({.addresses = {"::1"}});
   ASSERT_TRUE(
-      eventually([&] { return client->is_connected() && logged("Connected to: tcp://[::1]:"); }));
+      eventually([&] { return client->is_connected() && logged(" - MQTT Version: 4 (::1)"); }));
   EXPECT_TRUE(make(settings)->is_connected());
   settings.family = address_family::ipv4;
   EXPECT_FALSE(make(settings)->is_connected());

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 #include "helpers/certificates.hpp"
@@ -16,6 +17,7 @@
 #include "helpers/loopback_port.hpp"
 #include "helpers/mosquitto_broker.hpp"
 #include "helpers/temporary_directory.hpp"
+#include "liblog/severity.hpp"
 #include "mqtt/client_fixture.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -74,29 +76,67 @@ TEST_F(client_tls_test, a_broker_of_the_given_authority_is_trusted) {
   EXPECT_EQ(failure_text(settings), "");
 }
 
-TEST_F(client_tls_test, nobody_else_is_trusted_and_the_reason_is_told) {
+// One line that a person understands, with the TLS library's own words.
+TEST_F(client_tls_test, every_failure_has_its_own_reason) {
   const auto& known = certificates::get();
+  const auto shows = [&](const certificate& who, const certificate& key) {
+    return [&who, &key](tls_settings& tls) {
+      tls.client_certificate = who.pem;
+      tls.client_key = key.key_pem;
+    };
+  };
+  const std::string untrusted = "The broker's certificate is not trusted: ";
   struct {
     const certificate& server;
     std::string words;
+    std::function<void(tls_settings&)> change = {};
+    bool requires_client = false;
     const char* host = "127.0.0.1";
+    bool plain = false;
   } const cases[] = {
-      {known.server_of_other_authority, "certificate verify failed"},
-      {known.expired_server, "certificate verify failed"},
-      {known.server_for_another_host, "TLS: IP address mismatch"},
+      {known.expired_server, untrusted + "certificate has expired"},
+      {known.future_server, untrusted + "certificate is not yet valid"},
+      {known.server_of_other_authority, untrusted + "unable to get local issuer certificate"},
+      {known.server_for_another_host, untrusted + "IP address mismatch"},
       {known.server_for_another_host,
-       host_name() == std::string("localhost") ? "TLS: hostname mismatch"
-                                               : "TLS: IP address mismatch",
+       untrusted + (host_name() == std::string("localhost") ? "hostname" : "IP address") +
+           " mismatch",
+       {},
+       false,
        host_name()},
+      {known.server, "The broker requires a client certificate: ", {}, true},
+      {known.server, "The broker refuses the client certificate: ",
+       shows(known.client_of_other_authority, known.client_of_other_authority), true},
+      {known.server, "The client key does not fit the client certificate: key values mismatch",
+       shows(known.client, known.client_of_other_authority), true},
+      {known.server, "The CA certificate cannot be used: ",
+       [](tls_settings& tls) { tls.ca_certificate = "-----BEGIN NOTHING"; }},
+      {known.server,
+       "The broker does not answer with TLS, its port may be one without: ",
+       {},
+       false,
+       "127.0.0.1",
+       true},
   };
   for (const auto& each : cases) {
-    SCOPED_TRACE(each.server.file);
-    const kavu_test::mosquitto_broker broker(with(each.server));
-    lines->clear();
+    SCOPED_TRACE(each.words);
+    const kavu_test::mosquitto_broker broker(with(each.server, each.requires_client));
     auto settings = tls_settings_for(broker);
     settings.host = each.host;
-    EXPECT_NE(failure_text(settings), "");
-    EXPECT_TRUE(logged(each.words));
+    settings.port = each.plain ? broker.port() : settings.port;
+    if (each.change) {
+      each.change(settings.tls);
+    }
+    lines->clear();
+    EXPECT_EQ(failure_key([&] { make(settings); }), "error.tcp_tls_connect_failure");
+    std::vector<std::string> told;
+    for (const auto& entry : lines->entries()) {
+      if (entry.severity <= liblog::severity::warning &&
+          entry.message.find("TLS: ") != std::string::npos) {
+        told.push_back(entry.message);
+      }
+    }
+    EXPECT_THAT(told, testing::ElementsAre(HasSubstr("TLS: " + each.words)));
   }
 }
 

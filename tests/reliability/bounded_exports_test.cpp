@@ -1,5 +1,6 @@
-// Whatever a broker does, and when: every exported function returns within twice the time-out of
-// its settings plus two seconds for each connection that it makes.
+// Whatever a broker does, and when: a check returns within the time-out of its settings and half a
+// second, every other exported function within twice the time-out and a second for each connection
+// that it makes.
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 
 #include "helpers/module_host.hpp"
 #include "helpers/scripted_broker.hpp"
+#include "reliability/slowness.hpp"
 
 namespace kavu_test {
 namespace {
@@ -21,6 +23,7 @@ using enum step;
 using clock = std::chrono::steady_clock;
 
 constexpr auto time_out = 1s;
+constexpr auto slack = slowness == 1 ? 1s : 2s;
 
 struct misdeed {
   std::string name;
@@ -104,10 +107,13 @@ class victim {
  private:
   template <class Call>
   std::int32_t bounded(const char* what, int connections, const Call& call) {
+    return within(std::max(connections, 1) * (2 * time_out + slack), what, call);
+  }
+  template <class Call>
+  std::int32_t within(clock::duration limit, const char* what, const Call& call) {
     const auto began = clock::now();
     const std::int32_t code = call();
-    EXPECT_LE(clock::now() - began, std::max(connections, 1) * (2 * time_out + 2s))
-        << suffered_.name << ": " << what;
+    EXPECT_LE(clock::now() - began, limit) << suffered_.name << ": " << what;
     return code;
   }
 
@@ -136,7 +142,9 @@ class victim {
   }
   void connect_briefly() {
     const auto check = in_time(host_settings::connect_check(broker_.port())).user("anna", "p");
-    EXPECT_EQ(bounded("checking", 1, [&] { return host_.check(first_id_, check); }), KAVU_OK);
+    EXPECT_EQ(
+        within(time_out + slack / 2, "checking", [&] { return host_.check(first_id_, check); }),
+        KAVU_OK);
     if (!suffered_.holds_message()) {
       auto text = host_settings::notification(broker_.port(), "a", "text");
       text.envelope().mutable_notification_request()->set_timeout_s(time_out.count());
