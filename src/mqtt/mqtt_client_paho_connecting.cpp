@@ -137,11 +137,13 @@ void mqtt_client_paho::attempt(const std::string& address, protocol version,
 // does not know.
 void mqtt_client_paho::await_attempt(std::future<void>& ended, const patience& limits) {
   const auto began = clock::now();
-  const auto look = std::min<clock::duration>(longest_look, (limits.without_tcp - began) / 2);
+  // A further attempt at an address that has taken a connection has all the time that is left.
+  const auto without_tcp = limits.without_tcp > began ? limits.without_tcp : limits.at_most;
+  const auto look = std::clamp<clock::duration>((without_tcp - began) / 2, 0s, longest_look);
   const auto is_ended = [&] { return is_ended_by(ended, began, clock::now(), limits.given_up); };
-  if (!is_ended_by(ended, began, limits.without_tcp - look, limits.given_up)) {
-    const auto found = connection_.examine(limits.without_tcp, is_ended);
-    const auto limit = found.stage == reached::nothing ? limits.without_tcp : limits.at_most;
+  if (!is_ended_by(ended, began, without_tcp - look, limits.given_up)) {
+    const auto found = connection_.examine(without_tcp, is_ended);
+    const auto limit = found.stage == reached::nothing ? without_tcp : limits.at_most;
     if (!is_ended_by(ended, began, limit, limits.given_up) && connection_.end_attempt()) {
       log_silence(found, began);
       throw exceptions::tcp_connection_timeout();

@@ -179,10 +179,13 @@ TEST_F(client_reconnect_test, every_address_of_a_name_is_tried) {
   auto settings = persistent_settings_for(broker.port());
   settings.host = "localhost";
   const auto client = make(settings);
+  EXPECT_TRUE(logged("Connected to: tcp://localhost:"));
   EXPECT_TRUE(logged(" - MQTT Version: 4 (127.0.0.1)"));
+  lines->clear();
   broker.restart({.addresses = {"::1"}});
   ASSERT_TRUE(
       eventually([&] { return client->is_connected() && logged(" - MQTT Version: 4 (::1)"); }));
+  EXPECT_TRUE(logged("Return code = 0 in method MQTTAsync_connect()"));
   EXPECT_TRUE(make(settings)->is_connected());
   settings.family = address_family::ipv4;
   EXPECT_FALSE(make(settings)->is_connected());

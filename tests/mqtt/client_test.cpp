@@ -33,6 +33,7 @@ TEST_F(client_test, comes_under_a_name_of_its_own_and_leaves_properly) {
   EXPECT_TRUE(broker_.wait_for_clients(1, id));
   EXPECT_TRUE(logged("Connected to: tcp://127.0.0.1:" + std::to_string(broker_.port()) +
                      " - MQTT Version: 4"));
+  EXPECT_FALSE(logged(" - MQTT Version: 4 ("));
   const listener all("a/#");
   client->subscribe(all.subscription);
   client.reset();

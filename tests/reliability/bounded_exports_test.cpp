@@ -23,7 +23,7 @@ using enum step;
 using clock = std::chrono::steady_clock;
 
 constexpr auto time_out = 1s;
-constexpr auto slack = slowness == 1 ? 1s : 2s;
+constexpr auto slack = slowness == 1 ? 1000ms : 2000ms;
 
 struct misdeed {
   std::string name;
