@@ -68,11 +68,9 @@ std::vector<std::string> mqtt_client_paho::look_up(clock::time_point deadline,
 void mqtt_client_paho::connect_somewhere(clock::time_point deadline,
                                          const std::function<bool()>& given_up) {
   const auto addresses = look_up(deadline, given_up);
-  const bool library_chooses = connection_.chooses_address_itself() && addresses.size() > 1;
-  for (std::size_t left = library_chooses ? 1 : addresses.size();; --left) {
+  for (std::size_t left = addresses.size();; --left) {
     const auto& address = addresses[next_address_ % addresses.size()];
-    shown_address_ =
-        library_chooses || address == without_brackets(host_) ? std::string() : address;
+    shown_address_ = address == without_brackets(host_) ? std::string() : address;
     const auto now = clock::now();
     try {
       const auto share = (deadline - now) / static_cast<clock::rep>(left);
