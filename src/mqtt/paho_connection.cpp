@@ -8,6 +8,7 @@
 #include "liblog/severity.hpp"
 #include "mqtt/failure_mapping.hpp"
 #include "mqtt/library_lock.hpp"
+#include "mqtt/numeric_address.hpp"
 #include "mqtt/paho_callbacks.hpp"
 #include "mqtt/paho_options.hpp"
 
@@ -105,9 +106,7 @@ paho_connection::~paho_connection() {
     disconnect();
   }
   closing_ = true;
-  while (callbacks_running_ != 0) {
-    std::this_thread::sleep_for(1ms);
-  }
+  await_callbacks();
   log_->log(severity::notice, "Cleaning up.");
   destroy_handle();
 }
@@ -115,9 +114,7 @@ paho_connection::~paho_connection() {
 // The library has no other way to end an attempt: it disconnects only what is connected.
 bool paho_connection::end_attempt() {
   closing_ = true;
-  while (callbacks_running_ != 0) {
-    std::this_thread::sleep_for(1ms);
-  }
+  await_callbacks();
   const bool ended = !connected_;
   if (ended) {
     destroy_handle();
@@ -125,7 +122,18 @@ bool paho_connection::end_attempt() {
     ended_ = std::chrono::steady_clock::now();
   }
   closing_ = false;
+  // A connection that came up at the last moment may have been lost again meanwhile.
+  await_callbacks();
+  if (untold_loss_.exchange(false)) {
+    events_.on_connection_lost("");
+  }
   return ended;
+}
+
+void paho_connection::await_callbacks() const noexcept {
+  while (callbacks_running_ != 0) {
+    std::this_thread::sleep_for(1ms);
+  }
 }
 
 void paho_connection::disconnect() noexcept try {
@@ -210,8 +218,17 @@ std::string paho_connection::explain_failure(std::chrono::steady_clock::time_poi
     return {};
   }
   const std::string heard = take_tls_error();
-  const std::string fault = examine(deadline, given_up).fault;
-  return fault.empty() ? heard : fault;
+  const auto found = examine(deadline, given_up);
+  if (!found.fault.empty() || !heard.empty()) {
+    return found.fault.empty() ? heard : found.fault;
+  }
+  const auto literal = parse_address(without_brackets(host_));
+  const bool cannot_be_compared =
+      options_->tls.trustStore != nullptr && literal && family_of(*literal) == address_family::ipv6;
+  return found.stage == reached::tls && cannot_be_compared
+             ? "The MQTT library cannot compare a certificate with an IPv6 address; set a host "
+               "name."
+             : std::string();
 }
 
 bool paho_connection::library_says_connected() {
@@ -237,7 +254,9 @@ void paho_connection::lose(const std::string& cause) noexcept {
     return;  // somebody else has told
   }
   ended_ = std::chrono::steady_clock::now();
-  if (!closing_) {
+  if (closing_) {
+    untold_loss_ = true;
+  } else {
     events_.on_connection_lost(cause);
   }
   end_operations(&pending_operation::disconnected);

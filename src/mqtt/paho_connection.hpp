@@ -129,6 +129,7 @@ class paho_connection {
   void doubt_version(int code, std::string_view text) noexcept;
   void end_operations(void (pending_operation::*end)() noexcept) noexcept;
   int start_connecting(const std::string& address, protocol version);
+  void await_callbacks() const noexcept;
   void lose(const std::string& cause) noexcept;
   void disconnect() noexcept;
   void remember_tls_error(std::string text) noexcept;
@@ -155,6 +156,7 @@ class paho_connection {
   std::atomic<bool> version_in_doubt_{false};     // since the last attempt
   std::atomic<bool> newer_version_works_{false};  // it has connected us once
   std::atomic<bool> closing_{false};              // no event any more
+  std::atomic<bool> untold_loss_{false};          // while that was set
   std::atomic<int> callbacks_running_{0};
 
   std::mutex operations_mutex_;  // guards all below

@@ -67,6 +67,7 @@ notification_report send_notification(const probe_context& context, const notify
   report.ok = outcome.code == KAVU_OK && !outcome.notification_responses.empty() &&
               outcome.notification_responses.back().success();
   report.message = find_message(outcome, context.texts);
+  report.reasons = find_reasons(outcome.severe_records);
   return report;
 }
 

@@ -74,6 +74,8 @@ struct notification_report {
   bool ok = false;
   std::int64_t elapsed_ms = 0;
   std::optional<message_text> message;
+  /// What the module logged of a failure, each line once.
+  std::vector<std::string> reasons;
 };
 
 /// Makes a scan's report and brings the counters in `memory` up to date, so each result must be

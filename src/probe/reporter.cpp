@@ -170,9 +170,15 @@ void reporter::show(const notification_report& report) const {
     print_line(fmt::format("{}  {}  {} ({} ms)", local_time_of_day(report.time), report.service,
                            state_text(report.ok, report.message), report.elapsed_ms));
   }
-  if (!report.ok) {
-    tell_failure(report.service, report.message);
+  if (report.ok) {
+    return;
   }
+  for (const std::string& reason : report.reasons) {
+    if (!report.message || reason.find(report.message->text) == std::string::npos) {
+      print_failure(fmt::format("{}: {}", report.service, printable(reason)));
+    }
+  }
+  tell_failure(report.service, report.message);
 }
 
 void log_printer::on_log(const kavu::wire::LogRecord& record) {

@@ -174,7 +174,7 @@ TEST_F(custom_sensor_test, what_the_wildcards_leave_out_is_told_whatever_the_res
   const std::pair<const char*, const char*> cases[] = {
       {"no JSON", "error .*"},
       {R"({"t": 5, "s": "fine"})",
-       "warning \"Messages on topics that the wildcards do not cover were ignored, first on "
+       "warning \"Messages on topics that the filter leaves out were ignored, first on "
        "'plant/a:1'. fine\" 1=5"}};
   std::int32_t id = 0;
   for (const auto& [payload, shown] : cases) {

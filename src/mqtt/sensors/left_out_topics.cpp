@@ -66,16 +66,15 @@ std::string left_out_report::take_warning() {
   if (!last_logged_ || now - *last_logged_ >= log_interval) {
     last_logged_ = now;
     const std::string line = "Sensor " + std::to_string(sensor_id_) +
-                             ": messages on topics that the wildcards of '" + filter_ +
-                             "' do not cover are ignored, first on '" + *topic + "'.";
+                             ": messages on topics that the filter '" + filter_ +
+                             "' leaves out are ignored, first on '" + *topic + "'.";
     for (const auto& log : {sensor_log_, module_log_}) {
       if (log != nullptr) {
         log->log(liblog::severity::warning, line);
       }
     }
   }
-  return "Messages on topics that the wildcards do not cover were ignored, first on '" + *topic +
-         "'.";
+  return "Messages on topics that the filter leaves out were ignored, first on '" + *topic + "'.";
 }
 
 }  // namespace brunvik::monitoring_modules::mqtt

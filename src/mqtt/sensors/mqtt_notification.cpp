@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "libi18n/i18n_exception.hpp"
+#include "liblog/multiplex_logger.hpp"
 #include "liblog/severity.hpp"
 #include "mqtt/client_store.hpp"
 #include "mqtt/sensors/client_settings.hpp"
@@ -63,13 +64,22 @@ void mqtt_notification::send(const request& notification) {
 
 void mqtt_notification::publish(const request& notification) {
   log(severity::debug, "create client settings");
-  const auto settings = make_settings(notification);
+  auto settings = make_settings(notification);
   log(severity::debug, "get mqtt client");
-  const auto client = get_or_create_client(*container_, settings);
+  const auto client = get_client(std::move(settings));
   const attached_logger attached(*client, logger_, severity::notice);
   log(severity::debug, "publish message");
   client->publish(notification.get_target(), notification.get_message(),
                   quality_of_service::at_least_once, false);
+}
+
+// Why a client cannot connect is told while it is made.
+std::shared_ptr<mqtt_client_interface> mqtt_notification::get_client(
+    mqtt_client_settings settings) {
+  const auto while_it_is_made = std::make_shared<liblog::multiplex_logger>();
+  while_it_is_made->add(logger_, severity::warning);
+  settings.logger = while_it_is_made;
+  return get_or_create_client(*container_, settings);
 }
 
 void mqtt_notification::log(int severity, const std::string& message) {

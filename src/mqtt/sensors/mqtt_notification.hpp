@@ -5,6 +5,7 @@
 #include "kavuhelper/module/service_container.hpp"
 #include "kavuhelper/notifications/service_interface.hpp"
 #include "liblog/log_interface.hpp"
+#include "mqtt/mqtt_client_interface.hpp"
 #include "mqtt/mqtt_client_settings.hpp"
 
 namespace brunvik::monitoring_modules::mqtt {
@@ -23,6 +24,7 @@ class mqtt_notification final : public libkavuhelper::notifications::service_int
 
  private:
   void publish(const libkavuhelper::notifications::request& notification);
+  std::shared_ptr<mqtt_client_interface> get_client(mqtt_client_settings settings);
   void log(int severity, const std::string& message);
 
   const std::shared_ptr<libkavuhelper::module::service_container> container_;
