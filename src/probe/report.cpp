@@ -75,8 +75,10 @@ channel_report make_channel_report(const ChannelValue& value, const ChannelDefin
     }
   }
   if (number) {
-    const bool scaled = channel != nullptr && channel->has_scale_factor();
-    report.value = scale(*number, scaled ? channel->scale_factor() : 1.0);
+    const double factor =
+        channel != nullptr && channel->has_scale_factor() ? channel->scale_factor() : 1.0;
+    report.scaled = factor != 1.0;
+    report.value = scale(*number, factor);
     report.why_empty = report.value ? "" : "not a finite number";
   }
   return report;

@@ -30,6 +30,8 @@ struct channel_report {
   /// Empty when this scan gives none: a counter's first value, a counter that was set back, a
   /// number that is none, a channel that the result leaves out.
   std::optional<channel_number> value;
+  /// The value is a product with the channel's scale.
+  bool scaled = false;
   /// Why there is no value, in a few words; empty when there is one.
   std::string why_empty;
   std::string unit;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cmath>
 
 #include "probe/clock_text.hpp"
 #include "probe/console.hpp"
@@ -52,26 +54,52 @@ std::string log_line(const kavu::wire::LogRecord& record) {
                      printable(without_pem(record.text())));
 }
 
+/// The fewest digits that stand for this number and no other.
+std::string shortest_text(double value) {
+  constexpr double smallest_in_full = 1e-5;
+  constexpr double first_too_long = 1e15;
+  const double size = std::abs(value);
+  const auto format = size >= smallest_in_full && size < first_too_long
+                          ? std::chars_format::fixed
+                          : std::chars_format::general;
+  std::array<char, 32> text{};
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), value, format);
+  return {text.data(), end.ptr};
+}
+
 }  // namespace
 
-std::string number_text(const channel_number& number) {
+std::string number_text(const channel_number& number, bool scaled) {
   if (const auto* integer = std::get_if<std::int64_t>(&number)) {
     return fmt::format("{}", *integer);
   }
-  return fmt::format("{:.10g}", std::get<double>(number));
+  double value = std::get<double>(number);
+  if (scaled) {
+    // A product of two doubles is exact to no more digits.
+    const std::string rounded = fmt::format("{:.15g}", value);
+    std::from_chars(rounded.data(), rounded.data() + rounded.size(), value);
+  }
+  return value == 0 ? "0" : shortest_text(value);
 }
 
 std::string value_text(const channel_report& channel) {
   if (channel.words) {
     return printable(channel.words->display);
   }
-  return channel.value ? number_text(*channel.value) : "-";
+  return channel.value ? number_text(*channel.value, channel.scaled) : "-";
 }
 
 std::string unit_for_people(const channel_report& channel) {
-  return channel.unit_kind == kavu::wire::CHANNEL_UNIT_COUNT && channel.unit == "count"
-             ? ""
-             : printable(channel.unit);
+  if (channel.unit_kind == kavu::wire::CHANNEL_UNIT_COUNT && channel.unit == "count") {
+    return "";
+  }
+  std::string text = printable(channel.unit);
+  const std::size_t plural = text.find('s');
+  if (channel.unit_kind == kavu::wire::CHANNEL_UNIT_BYTES && plural != std::string::npos &&
+      value_text(channel) == "1") {
+    text.erase(plural, 1);
+  }
+  return text;
 }
 
 std::string message_line(const std::optional<message_text>& message) {

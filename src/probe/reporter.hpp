@@ -8,13 +8,15 @@
 
 namespace kavu_probe {
 
-/// A number for people: at most ten significant digits, no artefacts of binary fractions.
-std::string number_text(const channel_number& number);
+/// A number for people: the fewest digits that stand for it, without an exponent from 0.00001 to
+/// below 10^15. What was `scaled` is rounded to 15 significant digits, so that it shows no
+/// artefacts of binary fractions.
+std::string number_text(const channel_number& number, bool scaled);
 
 /// The value of a channel for people: the number, or the words that a lookup has for it.
 std::string value_text(const channel_report& channel);
 
-/// The unit of a channel for people, for whom a count needs none.
+/// The unit of a channel for people, for whom a count needs none and 1 is one byte.
 std::string unit_for_people(const channel_report& channel);
 
 /// "ok", "warning" or "error", and what there is to say about it.

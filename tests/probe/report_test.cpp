@@ -170,9 +170,32 @@ TEST(message_age, that_is_too_great_or_unknown_makes_an_error) {
 }
 
 TEST(number, shows_no_artefacts_to_people) {
-  EXPECT_EQ(number_text(largest), "9223372036854775807");
-  EXPECT_EQ(number_text(0.1 + 0.2), "0.3");
-  EXPECT_EQ(number_text(12.0), "12");
+  struct {
+    channel_number value;
+    bool scaled;
+    const char* text;
+  } const cases[] = {
+      {largest, false, "9223372036854775807"},
+      {99999999999.0, false, "99999999999"},
+      {1427132110.5, false, "1427132110.5"},
+      {-999999999999999.9, false, "-999999999999999.9"},
+      {1e15, false, "1e+15"},
+      {0.1 + 0.2, false, "0.30000000000000004"},
+      {0.1 * 3, true, "0.3"},
+      {12.0, true, "12"},
+      {1e-5, false, "0.00001"},
+      {1e-6, false, "1e-06"},
+      {5e-324, true, "5e-324"},
+      {-0.0, false, "0"},
+  };
+  for (const auto& each : cases) {
+    EXPECT_EQ(number_text(each.value, each.scaled), each.text);
+  }
+  channel_report payload;
+  payload.unit = "bytes/s";
+  payload.unit_kind = kavu::wire::CHANNEL_UNIT_BYTES;
+  payload.value = std::int64_t{1};
+  EXPECT_EQ(unit_for_people(payload), "byte/s");
 }
 
 TEST(printable, cannot_steer_a_terminal) {
