@@ -14,18 +14,19 @@ void set_channel(settings_builder& settings, std::size_t number, const channel_o
   }
   // The first channel is always on and has no switch.
   if (settings.has(prefix)) {
-    settings.set(prefix, "enable");
+    settings.set(prefix, "enable", "--channel");
   }
-  settings.set(prefix + "_jsonpath", channel.path);
-  settings.set(prefix + "_name", channel.name);
-  const auto set_if_given = [&](const char* what, const std::optional<std::string>& value) {
+  settings.set(prefix + "_jsonpath", channel.path, "--channel path=");
+  settings.set(prefix + "_name", channel.name, "--channel name=");
+  const auto set_if_given = [&](const char* what, const std::optional<std::string>& value,
+                                const char* option) {
     if (value) {
-      settings.set(prefix + what, *value);
+      settings.set(prefix + what, *value, option);
     }
   };
-  set_if_given("_unit", channel.unit);
-  set_if_given("_type", channel.type);
-  set_if_given("_scale_factor", channel.scale);
+  set_if_given("_unit", channel.unit, "--channel unit=");
+  set_if_given("_type", channel.type, "--channel type=");
+  set_if_given("_scale_factor", channel.scale, "--channel scale=");
 }
 
 }  // namespace

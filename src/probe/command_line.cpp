@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "probe/command_line_fault.hpp"
 #include "probe/connection_settings.hpp"
@@ -264,10 +265,10 @@ class command_line {
         ->type_name("JSONPATH")
         ->check(not_empty);
     command->add_flag_callback(
-        "--retain", [this] { set("retain_last_message", "retain"); },
+        "--retain", [this] { set("retain_last_message", "retain", "--retain"); },
         "Repeat the last values when no message has come");
     command->add_flag_callback(
-        "--duration", [this] { set("duration_since_last_message", "enable"); },
+        "--duration", [this] { set(age_setting, "enable", "--duration"); },
         "Show the time since the last message");
     command
         ->add_option("--max-age", scan_.max_age_s,
@@ -306,10 +307,10 @@ class command_line {
     result.at_once = at_once;
     result.interval = interval_or(scan_interval);
     if (raw_.topic) {
-      result.settings.push_back({"topic", *raw_.topic});
+      result.settings.push_back({"topic", *raw_.topic, "--topic"});
     }
     if (!raw_.message_path.empty()) {
-      result.settings.push_back({"message_path", raw_.message_path});
+      result.settings.push_back({"message_path", raw_.message_path, "--message-path"});
     }
     for (const std::string& text : raw_.settings) {
       result.settings.push_back(parse_setting_option(text));
@@ -317,14 +318,19 @@ class command_line {
     for (const std::string& text : raw_.channels) {
       result.channels.push_back(parse_channel_option(text));
     }
-    if (result.max_age_s) {
-      result.settings.push_back({"duration_since_last_message", "enable"});
+    const bool shows_age =
+        std::any_of(result.settings.begin(), result.settings.end(),
+                    [](const named_value& item) { return item.option == "--duration"; });
+    if (result.max_age_s && !shows_age) {
+      result.settings.push_back({age_setting, "enable", "--max-age"});
     }
     check_scan_inputs(result);
     return result;
   }
 
-  void set(const char* name, const char* value) { scan_.settings.push_back({name, value}); }
+  void set(const char* name, const char* value, const char* option) {
+    scan_.settings.push_back({name, value, option});
+  }
 
   void add_notify() {
     CLI::App* command = add_connecting_command(app_, "notify", "Publish one notification");
@@ -352,6 +358,7 @@ class command_line {
   static constexpr const char* connection_group = "Connection";
   static constexpr const char* demo_interval = "3";
   static constexpr const char* scan_interval = "5";
+  static constexpr const char* age_setting = "duration_since_last_message";
   static constexpr std::int64_t longest_age_s = 10LL * 365 * 24 * 3600;
 
   CLI::App app_;

@@ -58,17 +58,17 @@ std::string explain_option(std::string_view word, const std::vector<const CLI::A
   }
   const std::string_view nearest =
       find_nearest(name.substr(std::min(name.find_first_not_of('-'), name.size())), bare);
-  return fmt::format("{} no option {}{}", subject(commands), printable(name),
+  return fmt::format("{} no option {}{}", subject(commands), quotable(name),
                      nearest.empty() ? "" : fmt::format("; did you mean --{}?", nearest));
 }
 
 std::string explain_word(const std::string& word, const std::vector<const CLI::App*>& commands) {
   const std::vector<std::string_view> known = names_below(*commands.back());
   if (known.empty()) {
-    return fmt::format("{} does not expect \"{}\"", commands.back()->get_name(), printable(word));
+    return fmt::format("{} does not expect \"{}\"", commands.back()->get_name(), quotable(word));
   }
   const std::string_view nearest = find_nearest(word, known);
-  return fmt::format("{} no command \"{}\"; {}", subject(commands), printable(word),
+  return fmt::format("{} no command \"{}\"; {}", subject(commands), quotable(word),
                      nearest.empty() ? fmt::format("there are {}", fmt::join(known, ", "))
                                      : fmt::format("did you mean {}?", nearest));
 }
@@ -86,7 +86,7 @@ std::string explain_rest(const CLI::ParseError& failure,
     const bool missing = text.find("missing") != std::string::npos;
     text = text.substr(0, text.find(':')) + (missing ? " needs a value" : " stands twice");
   }
-  return printable(text.substr(0, text.find_last_not_of('\n') + 1));
+  return quotable(text.substr(0, text.find_last_not_of('\n') + 1), 500);
 }
 
 }  // namespace

@@ -19,26 +19,27 @@ host_address make_host_address(const std::string& host) {
 void set_connection(settings_builder& builder, const connection_options& options,
                     const connection_credentials& credentials) {
   if (options.port) {
-    builder.set("port", std::to_string(*options.port));
+    builder.set("port", std::to_string(*options.port), "--port");
   }
   if (!options.user.empty()) {
-    builder.set("user_credentials.active", "yes");
-    builder.set("user_credentials.user", options.user);
-    builder.set("user_credentials.password", credentials.password.text());
+    builder.set("user_credentials.active", "yes", "--user");
+    builder.set("user_credentials.user", options.user, "--user");
+    builder.set("user_credentials.password", credentials.password.text(), "--password-file");
   }
   if (!options.tls) {
     return;
   }
-  builder.set("tls.active", "yes");
+  builder.set("tls.active", "yes", "--tls");
   if (!credentials.ca_certificate.empty()) {
-    builder.set("tls.server_auth_active", "yes");
-    builder.set("tls.ca_certificate", credentials.ca_certificate);
+    builder.set("tls.server_auth_active", "yes", "--ca");
+    builder.set("tls.ca_certificate", credentials.ca_certificate, "--ca");
   }
   if (!credentials.client_certificate.empty()) {
-    builder.set("tls.client_auth_active", "yes");
-    builder.set("tls.client_certificate", credentials.client_certificate);
-    builder.set("tls.client_key", credentials.client_key.text());
-    builder.set("tls.client_key_password", credentials.client_key_password.text());
+    builder.set("tls.client_auth_active", "yes", "--cert");
+    builder.set("tls.client_certificate", credentials.client_certificate, "--cert");
+    builder.set("tls.client_key", credentials.client_key.text(), "--key");
+    builder.set("tls.client_key_password", credentials.client_key_password.text(),
+                "--key-password-file");
   }
 }
 

@@ -34,7 +34,7 @@ class open_file {
 };
 
 [[noreturn]] void fail(std::string_view option, const std::string& path, std::string_view why) {
-  throw usage_error(fmt::format("{} \"{}\": {}.", option, printable(path), why));
+  throw usage_error(fmt::format("{} \"{}\": {}.", option, quotable(path), why));
 }
 
 secret read_file(std::string_view option, const std::string& path, std::size_t largest) {

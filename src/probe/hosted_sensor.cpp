@@ -39,7 +39,7 @@ settings_builder make_sensor_settings(const probe_context& context, const std::s
       known.push_back(other.name);
     }
     throw usage_error(fmt::format("The module describes no sensor \"{}\" (see info){}",
-                                  printable(kind), did_you_mean(kind, known)));
+                                  quotable(kind), did_you_mean(kind, known)));
   }
   settings_builder settings(context.module, sensor->sections, id);
   set_connection(settings, context.options.connection, context.credentials);

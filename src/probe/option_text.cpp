@@ -121,12 +121,12 @@ class channel_parser {
     const std::string_view nearest = find_nearest(word, channel_keys);
     const std::string rest = nearest.empty() ? "the keys are name, path, type, unit and scale"
                                              : fmt::format("did you mean {}=?", nearest);
-    throw usage_error(fmt::format("--channel \"{}\": there is no key {}=; {}{}", printable(text_),
-                                  printable(word), rest, nearest.empty() ? "." : ""));
+    throw usage_error(fmt::format("--channel \"{}\": there is no key {}=; {}{}", quotable(text_),
+                                  quotable(word), rest, nearest.empty() ? "." : ""));
   }
 
   [[noreturn]] void fail(std::string_view why) const {
-    throw usage_error(fmt::format("--channel \"{}\": {}.", printable(text_), why));
+    throw usage_error(fmt::format("--channel \"{}\": {}.", quotable(text_), why));
   }
 
   std::string_view text_;
@@ -142,9 +142,10 @@ channel_option parse_channel_option(std::string_view text) {
 named_value parse_setting_option(std::string_view text) {
   const std::size_t equals = text.find('=');
   if (equals == 0 || equals == std::string_view::npos) {
-    throw usage_error(fmt::format("--set \"{}\": expected NAME=VALUE.", printable(text)));
+    throw usage_error(fmt::format("--set \"{}\": expected NAME=VALUE.", quotable(text)));
   }
-  return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
+  const std::string name(text.substr(0, equals));
+  return {name, std::string(text.substr(equals + 1)), fmt::format("--set {}", quotable(name))};
 }
 
 std::chrono::nanoseconds parse_seconds(std::string_view option, std::string_view text) {
@@ -156,7 +157,7 @@ std::chrono::nanoseconds parse_seconds(std::string_view option, std::string_view
   // Written so that "nan", which from_chars reads, does not pass.
   if (failure != std::errc() || after != end || !(seconds >= shortest && seconds <= longest)) {
     throw usage_error(fmt::format("{} \"{}\": expected seconds between {} and {}.", option,
-                                  printable(text), shortest, longest));
+                                  quotable(text), shortest, longest));
   }
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
       std::chrono::duration<double>(seconds));
@@ -175,7 +176,7 @@ std::function<std::string(const std::string&)> whole_number_check(std::int64_t l
     if (failure == std::errc() && after == end && number >= least && number <= most) {
       return "";
     }
-    return fmt::format("\"{}\" is not a whole number from {} to {}", printable(text), least, most);
+    return fmt::format("\"{}\" is not a whole number from {} to {}", quotable(text), least, most);
   };
 }
 

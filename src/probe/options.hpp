@@ -59,6 +59,8 @@ struct channel_option {
 struct named_value {
   std::string name;
   std::string value;
+  /// What was typed to give it, as messages name it ("--topic", "--set topic").
+  std::string option = {};
 };
 
 struct scan_options {

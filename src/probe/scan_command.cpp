@@ -21,10 +21,9 @@ settings_builder make_settings(const probe_context& context, const scan_options&
       make_sensor_settings(context, options.kind, options.id, options.interval, /*logging=*/true);
   for (const named_value& item : options.settings) {
     if (settings.is_secure(item.name)) {
-      throw usage_error(fmt::format("--set {}: a secret has no place on the command line.",
-                                    printable(item.name)));
+      throw usage_error(fmt::format("{}: a secret has no place on the command line.", item.option));
     }
-    settings.set(item.name, item.value);
+    settings.set(item.name, item.value, item.option);
   }
   set_channels(settings, options.channels);
   settings.check();

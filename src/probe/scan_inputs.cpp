@@ -17,7 +17,7 @@ using topic_rule = std::optional<std::string>(std::string_view);
 
 void check_topic(const std::string& topic, topic_rule find_fault) {
   if (const auto fault = find_fault(topic)) {
-    throw usage_error(fmt::format("The topic \"{}\" {}.", printable(topic), *fault));
+    throw usage_error(fmt::format("The topic \"{}\" {}.", quotable(topic), *fault));
   }
 }
 
@@ -26,7 +26,7 @@ void check_path(const std::string& whose, const std::string& path) {
     const jsonpath::jsonpath_expression compiled(path);
   } catch (const jsonpath::exceptions::query_error& failure) {
     throw usage_error(
-        fmt::format("{}, \"{}\": {}", whose, printable(path), printable(failure.what())));
+        fmt::format("{}, \"{}\": {}", whose, quotable(path), quotable(failure.what(), 500)));
   }
 }
 
@@ -41,11 +41,11 @@ void check_custom(const scan_options& options) {
     if (name == "topic") {
       check_topic(item.value, find_filter_fault);
     } else if ((name == "message_path" || name.ends_with("_jsonpath")) && !item.value.empty()) {
-      check_path(printable(item.name), item.value);
+      check_path(item.option, item.value);
     }
   }
   for (const channel_option& channel : options.channels) {
-    const std::string whose = fmt::format("The path of channel \"{}\"", printable(channel.name));
+    const std::string whose = fmt::format("The path of channel \"{}\"", quotable(channel.name));
     if (channel.path.empty()) {
       throw usage_error(whose + " is empty.");
     }

@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
+#include "probe/nearest.hpp"
 #include "probe/utf8.hpp"
 
 namespace kavu_probe {
@@ -35,13 +37,24 @@ std::optional<std::string> find_limit_fault(Number value, std::optional<Number> 
 
 std::optional<std::string> find_choice_fault(const setting& declared, std::string_view value) {
   std::string choices;
+  std::vector<std::string_view> known;
   for (const setting_option& option : declared.options) {
     if (option.value == value) {
       return std::nullopt;
     }
+    known.push_back(option.value);
     choices += (choices.empty() ? "" : ", ") + option.value;
   }
-  return fmt::format("\"{}\" is none of {}", printable(value), choices);
+  std::string_view nearest = find_nearest(value, known);
+  if (nearest.empty()) {
+    // "float" for "absolute_float".
+    const auto longer = std::find_if(known.begin(), known.end(), [&](std::string_view choice) {
+      return choice.ends_with(fmt::format("_{}", value));
+    });
+    nearest = longer == known.end() ? nearest : *longer;
+  }
+  return fmt::format("\"{}\" is none of {}{}", quotable(value), choices,
+                     nearest.empty() ? "" : fmt::format("; did you mean {}?", nearest));
 }
 
 std::optional<std::string> find_text_fault(const setting& declared, std::string_view value) {
@@ -64,12 +77,12 @@ std::optional<std::string> find_fault(const setting& declared, std::string_view 
       if (const auto number = parse_number<std::int64_t>(value)) {
         return find_limit_fault(*number, declared.minimum, declared.maximum);
       }
-      return fmt::format("\"{}\" is not an integer", printable(value));
+      return fmt::format("\"{}\" is not an integer", quotable(value));
     case setting_type::floating_point:
       if (const auto number = parse_number<double>(value); number && std::isfinite(*number)) {
         return find_limit_fault(*number, declared.floating_minimum, declared.floating_maximum);
       }
-      return fmt::format("\"{}\" is not a number", printable(value));
+      return fmt::format("\"{}\" is not a number", quotable(value));
   }
   return std::nullopt;
 }

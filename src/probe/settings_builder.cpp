@@ -33,6 +33,15 @@ std::string expand_default(const std::string& text, std::optional<std::int32_t> 
   return result;
 }
 
+/// What gave a setting twice, as it was typed; the key where nothing was.
+[[noreturn]] void refuse_second(std::string_view key, std::string_view first,
+                                std::string_view second) {
+  if (first.empty() || first == second) {
+    throw usage_error(fmt::format("{} is given twice.", second.empty() ? key : second));
+  }
+  throw usage_error(fmt::format("{} and {} are the same setting, {}.", first, second, key));
+}
+
 }  // namespace
 
 settings_builder::settings_builder(const definition& source,
@@ -52,7 +61,7 @@ settings_builder::settings_builder(const definition& source,
         entries_.push_back({fmt::format("{}.{}.{}", section_name, group_name, declared.name),
                             &declared, declared.secure,
                             secret(expand_default(declared.default_value, sensor_id)),
-                            /*given=*/false});
+                            /*given=*/false, ""});
       }
     }
   }
@@ -67,7 +76,7 @@ settings_builder::entry* settings_builder::find(std::string_view name) {
     if (names(name, item.key)) {
       if (found != nullptr) {
         throw usage_error(
-            fmt::format("\"{}\" may mean {} or {}.", printable(name), found->key, item.key));
+            fmt::format("\"{}\" may mean {} or {}.", quotable(name), found->key, item.key));
       }
       found = &item;
     }
@@ -85,7 +94,7 @@ bool settings_builder::is_secure(std::string_view name) const {
                      [name](const entry& item) { return item.secure && names(name, item.key); });
 }
 
-void settings_builder::set(std::string_view name, std::string_view value) {
+void settings_builder::set(std::string_view name, std::string_view value, std::string_view option) {
   entry* item = find(name);
   if (item == nullptr) {
     std::vector<std::string_view> known;
@@ -94,27 +103,30 @@ void settings_builder::set(std::string_view name, std::string_view value) {
       known.push_back(name.find('.') == std::string_view::npos ? key.substr(key.rfind('.') + 1)
                                                                : key);
     }
-    throw usage_error(fmt::format("The module has no setting \"{}\" here{}", printable(name),
+    throw usage_error(fmt::format("The module has no setting \"{}\" here{}", quotable(name),
                                   did_you_mean(name, known)));
   }
   if (item->given) {
-    throw usage_error(fmt::format("{} is given twice.", item->key));
+    refuse_second(item->key, item->option, option);
   }
   if (item->declared != nullptr) {
     if (const auto fault = find_fault(*item->declared, value)) {
-      throw usage_error(fmt::format("{} ({}): {}.", item->declared->display, item->key, *fault));
+      throw usage_error(fmt::format("{}{}{} ({}): {}{}", option, option.empty() ? "" : ": ",
+                                    item->declared->display, item->key, *fault,
+                                    fault->ends_with('?') ? "" : "."));
     }
   }
   item->value = secret(std::string(value));
   item->given = true;
+  item->option = option;
 }
 
 void settings_builder::add(std::string key, std::string value) {
-  entries_.push_back({std::move(key), nullptr, false, secret(std::move(value)), false});
+  entries_.push_back({std::move(key), nullptr, false, secret(std::move(value)), false, ""});
 }
 
 void settings_builder::add_secret(std::string key, secret value) {
-  entries_.push_back({std::move(key), nullptr, true, std::move(value), false});
+  entries_.push_back({std::move(key), nullptr, true, std::move(value), false, ""});
 }
 
 const std::string* settings_builder::find_value(std::string_view name) const {
@@ -162,7 +174,7 @@ void settings_builder::check() const {
     if (off != nullptr && item.given) {
       throw usage_error(fmt::format("{} ({}) has no effect while {} is \"{}\".",
                                     item.declared->display, item.key, off->key,
-                                    printable(off->value.text())));
+                                    quotable(off->value.text())));
     }
   }
 }

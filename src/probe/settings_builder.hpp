@@ -31,8 +31,9 @@ class settings_builder {
 
   /// Gives a setting a value. `name` is the setting's name, or group and setting, or section,
   /// group and setting, joined by full stops. Throws usage_error when no setting or more than one
-  /// is meant, the value does not fit the setting, or it has been given one before.
-  void set(std::string_view name, std::string_view value);
+  /// is meant, the value does not fit the setting, or it has been given one before. `option` is
+  /// what the user typed, for the message; empty when nothing was.
+  void set(std::string_view name, std::string_view value, std::string_view option = {});
 
   /// Adds a setting under its bare key.
   void add(std::string key, std::string value);
@@ -63,7 +64,8 @@ class settings_builder {
     const setting* declared;  // null for a bare one
     bool secure;
     secret value;
-    bool given;  // not the default
+    bool given;          // not the default
+    std::string option;  // that gave it
   };
 
   entry* find(std::string_view name);

@@ -140,6 +140,14 @@ std::string printable(std::string_view bytes) {
   return text;
 }
 
+std::string quotable(std::string_view bytes, std::size_t longest) {
+  std::string_view rest = bytes;
+  for (std::size_t count = 0; count < longest && !rest.empty(); ++count) {
+    take_character(rest);
+  }
+  return printable(bytes.substr(0, bytes.size() - rest.size())) + (rest.empty() ? "" : "…");
+}
+
 std::size_t display_width(std::string_view text) noexcept {
   std::size_t width = 0;
   while (!text.empty()) {

@@ -23,6 +23,10 @@ std::string valid_utf8(std::string_view bytes);
 /// the direction of writing, stand as escapes (\n, \x1b, \u202e).
 std::string printable(std::string_view bytes);
 
+/// The same for a message that quotes `bytes`: of more than `longest` characters only the
+/// beginning.
+std::string quotable(std::string_view bytes, std::size_t longest = 120);
+
 /// Columns that a printable text takes on a terminal.
 std::size_t display_width(std::string_view text) noexcept;
 

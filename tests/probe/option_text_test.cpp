@@ -102,7 +102,7 @@ TEST(command_line, refuses_topics_and_paths_that_cannot_work) {
       {{"custom", "--topic", "t", "--channel", "name=a,path=$["}, "channel \"a\", \"$[\""},
       {{"custom", "--topic", "t", "--channel", "name=a,path=fly($)"}, "Unknown function"},
       {{"custom", "--topic", "t", "--channel", "name=a,path=$", "--message-path", "$.[?"},
-       "message_path, \"$.[?\""},
+       "--message-path, \"$.[?\""},
       {{"sensor", "subscribe_custom_sensor", "--set", "channel9_jsonpath=$..["},
        "channel9_jsonpath, \"$..[\""},
   };

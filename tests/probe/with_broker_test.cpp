@@ -30,16 +30,16 @@ TEST(custom, keeps_what_the_sensor_gave_from_scan_to_scan) {
   mosquitto_broker broker;
   publisher outside(broker.port());
   probe_run run(
-      at(broker.port(), {"scan",       "custom",
-                         "--topic",    "t",
-                         "--interval", "1",
-                         "--scans",    "0",
-                         "--json",     "--message-path",
-                         "$.s",        "--retain",
-                         "--max-age",  "3600",
-                         "--channel",  "name=big,path=$['b','none'],type=absolute_integer",
-                         "--channel",  "name=f,path=$.f,unit=°C,scale=10",
-                         "--channel",  "name=sum,path=$.n,type=delta_counter"}));
+      at(broker.port(), {"scan",           "custom",
+                         "--topic",        "t",
+                         "--interval",     "1",
+                         "--scans",        "0",
+                         "--json",         "--retain",
+                         "--message-path", "$.s",
+                         "--duration",     "--max-age=3600",
+                         "--channel",      "name=big,path=$['b','none'],type=absolute_integer",
+                         "--channel",      "name=f,path=$.f,unit=°C,scale=10",
+                         "--channel",      "name=sum,path=$.n,type=delta_counter"}));
   ASSERT_TRUE(run.wait_for("probe.no_message"));
   outside.publish("t", R"({"b":1,"n":100,"f":0.25,"s":"well"})");
   ASSERT_TRUE(run.wait_for("2.5"));
