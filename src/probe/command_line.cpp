@@ -6,10 +6,11 @@
 #include <algorithm>
 
 #include "probe/command_line_fault.hpp"
-#include "probe/connection_settings.hpp"
+#include "probe/connection_inputs.hpp"
 #include "probe/failure.hpp"
 #include "probe/option_text.hpp"
 #include "probe/scan_inputs.hpp"
+#include "probe/topic_rules.hpp"
 
 namespace kavu_probe {
 namespace {
@@ -48,9 +49,9 @@ class command_line {
     } catch (const CLI::ParseError& failure) {
       throw usage_error(explain_fault(app_, failure));
     }
+    take_ip_version();
     command_options command = finish_();
-    check_connection();
-    check_ip_version();
+    check_connection_inputs(common_.connection);
     return {program_options{common_, std::move(command)}, ""};
   }
 
@@ -106,9 +107,9 @@ class command_line {
     add("--ip", raw_.ip, "4|6|auto", "Version of IP to connect with; not for notify (auto)")
         ->check(CLI::IsMember({"4", "6", "auto"}).description(""));
     add("--port", connection.port, "NUMBER", "Port (what the module declares, 1883)")
-        ->check(whole_number_check(0, INT32_MAX));
+        ->check(whole_number_check(1, 65535));
     add("--timeout", connection.timeout_s, "SECONDS", "Time-out (10)")
-        ->check(whole_number_check(0, 86400));
+        ->check(whole_number_check(0, longest_timeout_s));
     add("--user", connection.user, "NAME",
         "User name; the password: a file or KAVU_PROBE_PASSWORD");
     add("--password-file", connection.password_file, "FILE",
@@ -128,8 +129,12 @@ class command_line {
         [&group](const CLI::Option* option) { return option->get_group() == group; });
   }
 
-  std::string describe(const std::string& group) const {
-    return CLI::Formatter().make_group(group, false, options_of(group));
+  /// The part of a help that lists the group, `left_out` excepted.
+  std::string describe(const std::string& group, const std::string& left_out = "") const {
+    std::vector<const CLI::Option*> options = options_of(group);
+    std::erase_if(
+        options, [&left_out](const CLI::Option* option) { return option->get_name() == left_out; });
+    return CLI::Formatter().make_group(group, false, options);
   }
 
   void refuse_connection(const char* command, const char* why) const {
@@ -141,34 +146,9 @@ class command_line {
     }
   }
 
-  void check_connection() const {
-    const connection_options& given = common_.connection;
-    const auto need = [](bool with, const char* option, bool other, const char* needed) {
-      if (with && !other) {
-        throw usage_error(fmt::format("{} needs {}.", option, needed));
-      }
-    };
-    need(!given.password_file.empty(), "--password-file", !given.user.empty(), "--user");
-    need(!given.ca_file.empty(), "--ca", given.tls, "--tls");
-    need(!given.certificate_file.empty(), "--cert", given.tls, "--tls");
-    need(!given.key_file.empty(), "--key", !given.certificate_file.empty(), "--cert");
-    need(!given.key_password_file.empty(), "--key-password-file", !given.certificate_file.empty(),
-         "--cert");
-    if (given.host.empty()) {
-      throw usage_error("--host must not be empty.");
-    }
-  }
-
-  void check_ip_version() {
-    if (raw_.ip == "auto") {
-      return;
-    }
-    connection_options& connection = common_.connection;
-    connection.ip = raw_.ip == "4" ? ip_version::ipv4 : ip_version::ipv6;
-    const ip_version address = make_host_address(connection.host).version;
-    if (address != ip_version::automatic && address != connection.ip) {
-      throw usage_error(
-          fmt::format("--ip {}: {} is an address of the other version.", raw_.ip, connection.host));
+  void take_ip_version() {
+    if (raw_.ip != "auto") {
+      common_.connection.ip = raw_.ip == "4" ? ip_version::ipv4 : ip_version::ipv6;
     }
   }
 
@@ -312,8 +292,11 @@ class command_line {
     if (!raw_.message_path.empty()) {
       result.settings.push_back({"message_path", raw_.message_path, "--message-path"});
     }
+    const typed_options typed{app_.count("--host") != 0, app_.count("--ip") != 0,
+                              app_.count("--timeout") != 0, !raw_.interval.empty()};
     for (const std::string& text : raw_.settings) {
       result.settings.push_back(parse_setting_option(text));
+      take_common_setting(result.settings.back(), typed, common_.connection);
     }
     for (const std::string& text : raw_.channels) {
       result.channels.push_back(parse_channel_option(text));
@@ -333,7 +316,8 @@ class command_line {
   }
 
   void add_notify() {
-    CLI::App* command = add_connecting_command(app_, "notify", "Publish one notification");
+    CLI::App* command = add_command(app_, "notify", "Publish one notification");
+    command->footer([this] { return describe(connection_group, "--ip") + describe(common_group); });
     command->add_option("--topic", notify_.topic, "Where to")
         ->type_name("TOPIC")
         ->check(not_empty)
@@ -349,6 +333,7 @@ class command_line {
           throw usage_error("--ip has no effect on notify, which uses both versions of IP.");
         }
         check_publish_topic(notify_.topic);
+        check_string("--client-id", notify_.client_id);
         return notify_;
       };
     });

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "probe/failure.hpp"
+#include "probe/topic_rules.hpp"
 #include "probe/utf8.hpp"
 
 namespace kavu_probe {
@@ -16,6 +17,7 @@ namespace {
 constexpr std::size_t largest_pem = 1024 * 1024;
 // What a length field of MQTT 3.1.1 can hold (section 1.5.3).
 constexpr std::size_t largest_password = 65535;
+constexpr std::size_t longest_line_end = 2;
 
 class open_file {
  public:
@@ -66,7 +68,7 @@ secret read_file(std::string_view option, const std::string& path, std::size_t l
 }
 
 secret read_password(std::string_view option, const std::string& path) {
-  const secret content = read_file(option, path, largest_password);
+  const secret content = read_file(option, path, largest_password + longest_line_end);
   std::string_view text = content.text();
   for (const std::string_view end_of_line : {"\r\n", "\n"}) {
     if (text.ends_with(end_of_line)) {
@@ -110,6 +112,9 @@ connection_credentials read_credentials(const connection_options& options) {
   result.password = take_password_variable();
   if (!options.password_file.empty()) {
     result.password = read_password("--password-file", options.password_file);
+    check_string("The password in --password-file", result.password.text());
+  } else if (!options.user.empty()) {
+    check_string(password_variable, result.password.text());
   }
   if (!options.ca_file.empty()) {
     result.ca_certificate = read_pem("--ca", options.ca_file).text();

@@ -170,6 +170,9 @@ std::string not_empty(const std::string& text) {
 std::function<std::string(const std::string&)> whole_number_check(std::int64_t least,
                                                                   std::int64_t most) {
   return [least, most](const std::string& text) -> std::string {
+    if (text.empty()) {
+      return not_empty(text);
+    }
     std::int64_t number = 0;
     const char* const end = text.data() + text.size();
     const auto [after, failure] = std::from_chars(text.data(), end, number);

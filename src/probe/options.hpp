@@ -12,6 +12,8 @@ namespace kavu_probe {
 
 enum class ip_version { automatic, ipv4, ipv6 };
 
+inline constexpr std::int64_t longest_timeout_s = 24 * 3600;
+
 struct connection_options {
   std::string host = "127.0.0.1";
   ip_version ip = ip_version::automatic;

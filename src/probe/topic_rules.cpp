@@ -2,12 +2,13 @@
 
 #include <fmt/format.h>
 
+#include "probe/failure.hpp"
 #include "probe/utf8.hpp"
 
 namespace kavu_probe {
 namespace {
 
-constexpr std::size_t longest_topic = 65'535;
+constexpr std::size_t longest_string = 65'535;
 
 // The standard forbids the first of them and lets brokers end a connection for all.
 bool is_control(char32_t character) {
@@ -18,11 +19,8 @@ std::optional<std::string> find_text_fault(std::string_view text) {
   if (text.empty()) {
     return "is empty";
   }
-  if (text.size() > longest_topic) {
-    return fmt::format("has {} bytes, more than {}", text.size(), longest_topic);
-  }
-  if (valid_utf8(text) != text) {
-    return "is not UTF-8";
+  if (auto fault = find_string_fault(text)) {
+    return fault;
   }
   while (!text.empty()) {
     const char32_t character = take_character(text);
@@ -36,9 +34,28 @@ std::optional<std::string> find_text_fault(std::string_view text) {
 
 }  // namespace
 
+std::optional<std::string> find_string_fault(std::string_view text) {
+  if (text.size() > longest_string) {
+    return fmt::format("has {} bytes, more than {}", text.size(), longest_string);
+  }
+  if (valid_utf8(text) != text) {
+    return "is not UTF-8";
+  }
+  return std::nullopt;
+}
+
+void check_string(std::string_view option, std::string_view text) {
+  if (const auto fault = find_string_fault(text)) {
+    throw usage_error(fmt::format("{} {}.", option, *fault));
+  }
+}
+
 std::optional<std::string> find_filter_fault(std::string_view filter) {
   if (auto fault = find_text_fault(filter)) {
     return fault;
+  }
+  if (filter.starts_with("$share/")) {
+    return "is a shared subscription, and these are not supported";
   }
   for (std::size_t at = filter.find_first_of("+#"); at != std::string_view::npos;
        at = filter.find_first_of("+#", at + 1)) {

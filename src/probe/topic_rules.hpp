@@ -15,4 +15,10 @@ std::optional<std::string> find_filter_fault(std::string_view filter);
 /// The same for a topic to publish to, which can hold no wildcard.
 std::optional<std::string> find_topic_fault(std::string_view topic);
 
+/// Why `text` cannot be a string that MQTT carries, as a user name is, in the same form.
+std::optional<std::string> find_string_fault(std::string_view text);
+
+/// Throws usage_error, which begins with `option`, when there is such a fault.
+void check_string(std::string_view option, std::string_view text);
+
 }  // namespace kavu_probe

@@ -5,6 +5,8 @@
 
 #include "probe/failure.hpp"
 #include "probe/message_reference.hpp"
+#include "probe/nearest.hpp"
+#include "probe/utf8.hpp"
 
 namespace kavu_probe {
 
@@ -14,8 +16,10 @@ translator::translator(const definition& source, std::string_view language)
   if (found != source.texts.end()) {
     table_ = &found->second;
   } else if (!english_) {
-    throw usage_error(fmt::format("--language: there is no \"{}\"; the module speaks {}.", language,
-                                  fmt::join(source.languages, ", ")));
+    const std::vector<std::string_view> known(source.languages.begin(), source.languages.end());
+    throw usage_error(fmt::format("--language: there is no \"{}\"; the module speaks {}{}",
+                                  quotable(language), fmt::join(known, ", "),
+                                  did_you_mean(language, known)));
   }
 }
 

@@ -48,12 +48,14 @@ TEST(info, gives_the_document_byte_for_byte_or_for_people) {
 TEST(usage, ends_with_2_and_one_line) {
   temporary_directory directory;
   const std::string lines = directory.write("lines", "geheim\nvery secret\n");
+  const std::string latin = directory.write("latin", "geheim\xE4\n");
   const std::string return_only = directory.write("return", "geheim\r");
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-      {{"info", "--language", "Klingon"}, "German, English"},
+      {{"info", "--language", "Klingon"}, "German, English."},
+      {{"info", "--language", "german"}, "did you mean German?"},
       {{"check", "--module", "/nowhere.so"}, "/nowhere.so"},
       {{"check", "--module", "/bin/sh"}, "cannot be loaded"},
-      {{"check", "--port", "70000"}, "70000 is more than 65535"},
+      {{"check", "--port", "70000"}, "not a whole number from 1 to 65535"},
       {{"check", "--ip", "6", "--host", "127.0.0.1"}, "127.0.0.1 is an address of the other"},
       {{"check", "--ip", "4", "--host", "[::1]"}, "[::1] is an address of the other"},
       {{"notify", "--ip", "4", "--topic", "t", "--message", "m"}, "no effect on notify"},
@@ -62,6 +64,8 @@ TEST(usage, ends_with_2_and_one_line) {
       {{"check", "--user", "u", "--password-file", lines}, "holds several lines"},
       {{"check", "--user", "u", "--password-file", "/dev/null"}, "it is empty"},
       {{"check", "--user", "u", "--password-file", return_only}, "(whose end, LF or CR LF,"},
+      {{"check", "--user", "u", "--password-file", latin}, "in --password-file is not UTF-8"},
+      {{"check", "--user", "u"}, "KAVU_PROBE_PASSWORD is not UTF-8"},
       {{"check", "--tls", "--ca", "/dev/null"}, "no PEM text"},
       {{"scan", "sensor", "none"}, "no sensor \"none\""},
       {{"scan", "statistics", "--topic", "t"}, "no sensor \"statistics_sensor\""},
@@ -81,7 +85,8 @@ TEST(usage, ends_with_2_and_one_line) {
   for (const auto& [arguments, expected] : cases) {
     const bool own_module =
         std::find(arguments.begin(), arguments.end(), "--module") != arguments.end();
-    probe_run run(own_module ? arguments : on_test_module(arguments));
+    probe_run run(own_module ? arguments : on_test_module(arguments),
+                  {{"KAVU_PROBE_PASSWORD", "geheim\xE4"}});
     EXPECT_EQ(run.wait(), 2) << expected;
     const std::string errors = run.errors();
     EXPECT_THAT(errors, AllOf(HasSubstr(expected), Not(HasSubstr("geheim"))));
