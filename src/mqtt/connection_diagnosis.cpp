@@ -63,6 +63,7 @@ class examination {
     diagnosis found;
     bio_ptr connection = connect();
     if (connection == nullptr) {
+      found.stage = was_refused_ ? reached::unknown : reached::nothing;
       return found;
     }
     found.stage = reached::tcp;
@@ -74,7 +75,7 @@ class examination {
 
  private:
   // OpenSSL's own way to connect goes round in circles until the system gives up (3.0).
-  bio_ptr connect() const {
+  bio_ptr connect() {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
@@ -109,10 +110,12 @@ class examination {
     return false;
   }
 
-  static bool is_sound(int descriptor) {
+  bool is_sound(int descriptor) {
     int error = 0;
     socklen_t length = sizeof error;
-    return getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
+    const bool known = getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &length) == 0;
+    was_refused_ = error == ECONNREFUSED;
+    return known && error == 0;
   }
 
   static bool wait(int descriptor, short awaited) {
@@ -133,10 +136,17 @@ class examination {
     }
     SSL_set_app_data(tls, &heard_);
     BIO_push(encrypted.get(), connection.release());
-    expect_host(tls, without_brackets(server_.host));
+    // Of an address too, as the library does it.
+    SSL_set_tlsext_host_name(tls, without_brackets(server_.host).c_str());
     errno = 0;
     const bool shaken =
         repeat(encrypted.get(), deadline_, [&] { return BIO_do_handshake(encrypted.get()); }) > 0;
+    if (shaken && !is_for_host(tls)) {
+      fault =
+          distrust(parse_address(without_brackets(server_.host)) ? X509_V_ERR_IP_ADDRESS_MISMATCH
+                                                                 : X509_V_ERR_HOSTNAME_MISMATCH);
+      return false;
+    }
     if (shaken && heard_.wants_certificate) {
       // As of TLS 1.3 the server looks at the client's certificate when the handshake is over.
       char nothing = 0;
@@ -190,11 +200,22 @@ class examination {
     return fits ? std::string() : because("The client key does not fit the client certificate");
   }
 
-  static void expect_host(SSL* tls, const std::string& host) {
-    if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(tls), host.c_str()) != 1) {
-      SSL_set1_host(tls, host.c_str());
-      SSL_set_tlsext_host_name(tls, host.c_str());
+  // As the library does it: a name, which may look like an address, and then an address.
+  bool is_for_host(SSL* tls) const {
+    if (server_.ca_file == nullptr) {
+      return true;
     }
+    const std::unique_ptr<X509, decltype(&X509_free)> certificate(SSL_get1_peer_certificate(tls),
+                                                                  X509_free);
+    const std::string host = without_brackets(server_.host);
+    return certificate != nullptr &&
+           (X509_check_host(certificate.get(), host.data(), host.size(), 0, nullptr) == 1 ||
+            X509_check_ip_asc(certificate.get(), host.c_str(), 0) == 1);
+  }
+
+  static std::string distrust(long verdict) {
+    return std::string("The broker's certificate is not trusted: ") +
+           X509_verify_cert_error_string(verdict);
   }
 
   // Asks again for as long as OpenSSL says that it is a matter of waiting.
@@ -215,8 +236,7 @@ class examination {
   std::string explain(SSL* tls, int system_error) const {
     const long verdict = SSL_get_verify_result(tls);
     if (server_.ca_file != nullptr && verdict != X509_V_OK) {
-      return std::string("The broker's certificate is not trusted: ") +
-             X509_verify_cert_error_string(verdict);
+      return distrust(verdict);
     }
     if (heard_.alert >= 0) {
       const auto words =
@@ -244,6 +264,7 @@ class examination {
   const clock::time_point deadline_;
   const std::function<bool()>& given_up_;
   conversation heard_;
+  bool was_refused_ = false;
 };
 
 }  // namespace

@@ -19,11 +19,12 @@ struct examined_server {
   const char* pass_phrase = nullptr;       // of the key
 };
 
-/// How far one gets with a server.
-enum class reached { nothing, tcp, tls };
+/// How far one gets with a server. Nobody knows when there is no address to try, or when the server
+/// refuses a further connection.
+enum class reached { unknown, nothing, tcp, tls };
 
 struct diagnosis {
-  reached stage = reached::nothing;
+  reached stage = reached::unknown;
   /// Why TLS has failed, one line for a person with OpenSSL's own words; empty when it has not, and
   /// when time was up.
   std::string fault;

@@ -67,6 +67,20 @@ std::uint16_t listen_on_loopback(int socket) {
   return ntohs(address.sin_port);
 }
 
+/// Whether anybody can connect to a listening socket of ours: without the loopback interface nobody
+/// can, and the library would take long to say so.
+bool can_be_reached(int listener) {
+  sockaddr_in address{};
+  socklen_t length = sizeof address;
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  const descriptor own(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (getsockname(listener, generic, &length) != 0 || connect(own.value(), generic, length) != 0) {
+    return false;
+  }
+  const descriptor accepted(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+  return accepted.value() >= 0;
+}
+
 // The library's threads may still be on their way out of its code when the last handle has been
 // destroyed. So its code stays in memory for the life of the process, also when ours is unloaded.
 void keep_library_loaded() {
@@ -176,7 +190,8 @@ bool library_waker::connect() {
   const descriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const std::uint16_t port = listen_on_loopback(listener.value());
   const auto deadline = clock::now() + connect_limit;
-  if (port == 0 || !start_connecting(port) || !accept_own(listener.value(), deadline)) {
+  if (port == 0 || !can_be_reached(listener.value()) || !start_connecting(port) ||
+      !accept_own(listener.value(), deadline)) {
     return false;
   }
   std::unique_lock lock(mutex_);

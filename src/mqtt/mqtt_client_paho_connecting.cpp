@@ -40,7 +40,7 @@ void mqtt_client_paho::connect_initially() {
   const auto deadline = created_ + connect_timeout_;
   const auto never = [] { return false; };
   if (loop_ != nullptr) {
-    loop_->note_attempt();
+    loop_->hold();
   }
   try {
     connect_somewhere(deadline, never);
@@ -54,6 +54,9 @@ void mqtt_client_paho::connect_initially() {
     }
     log_failure(severity::warning, "Connection attempt failed: ", failure);
     loop_->look_after();
+  }
+  if (loop_ != nullptr) {
+    loop_->resume();
   }
 }
 
@@ -70,7 +73,7 @@ void mqtt_client_paho::connect_somewhere(clock::time_point deadline,
   const auto addresses = look_up(deadline, given_up);
   for (std::size_t left = addresses.size();; --left) {
     const auto& address = addresses[next_address_ % addresses.size()];
-    shown_address_ = address == without_brackets(host_) ? std::string() : address;
+    shown_address_ = parse_address(without_brackets(host_)) ? std::string() : address;
     const auto now = clock::now();
     try {
       const auto share = (deadline - now) / static_cast<clock::rep>(left);
@@ -150,6 +153,9 @@ void mqtt_client_paho::await_attempt(std::future<void>& ended, const patience& l
   if (limits.given_up() && attempt_pending_) {
     throw exceptions::mqttasync_operation_incomplete();
   }
+  if (ended.wait_for(1s) != std::future_status::ready) {
+    throw exceptions::tcp_connection_timeout();  // nobody tells how it has ended
+  }
   ended.get();
 }
 
@@ -178,7 +184,9 @@ bool mqtt_client_paho::is_ended_by(const std::future<void>& ended, clock::time_p
 }
 
 void mqtt_client_paho::log_silence(const diagnosis& found, clock::time_point began) {
-  const char* missing = found.stage == reached::nothing ? "no TCP connection"
+  const bool is_unclear = found.stage == reached::unknown || !found.fault.empty();
+  const char* missing = is_unclear                        ? "no answer"
+                        : found.stage == reached::nothing ? "no TCP connection"
                         : found.stage == reached::tcp && connection_.uses_tls()
                             ? "no TLS handshake"
                             : "no answer to CONNECT";

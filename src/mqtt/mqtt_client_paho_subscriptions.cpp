@@ -150,6 +150,9 @@ void mqtt_client_paho::release_abandoned() noexcept try {
 
 // For the end of the client. All are asked for at once, and waited for together.
 void mqtt_client_paho::release_all() noexcept try {
+  if (!is_connected()) {
+    return;
+  }
   const auto deadline = clock::now() + (answers_.is_silent() ? 0s : release_limit);
   connection_.accept_operations();
   std::vector<std::pair<std::string, paho_connection::operation_ptr>> asked;

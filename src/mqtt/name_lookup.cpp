@@ -266,7 +266,9 @@ std::vector<std::string> look_up_name(const std::string& host, address_family fa
     }
     return {*literal};
   }
-  if (name == "localhost") {  // RFC 6761, section 6.3: whatever anybody says
+  if (strcasecmp(name.c_str(), "localhost") == 0 ||
+      strcasecmp(name.c_str(), "localhost.") ==
+          0) {  // RFC 6761, section 6.3: whatever anybody says
     findings loopback(family);
     loopback.add({"127.0.0.1", "::1"});
     return loopback.addresses();
@@ -283,12 +285,17 @@ std::vector<std::string> foresee_address(const std::string& host, address_family
   const bool may_be_overruled = is_name && family == address_family::ipv6;
   auto addresses =
       look_up_name(host, may_be_overruled ? address_family::any : family, deadline, given_up);
-  addresses.resize(1);
-  if (may_be_overruled && family_of(addresses.front()) != family) {
+  const auto taken = family_of(addresses.front());
+  const bool has_choice = std::ranges::count_if(addresses, [&](const auto& each) {
+                            return family_of(each) == taken;
+                          }) > 1;
+  addresses = {has_choice ? std::string() : addresses.front()};
+  if (may_be_overruled && taken != family) {
     throw exceptions::client_failure(
         "The host name '" + host +
         "' has an IPv4 address, which would be used with TLS although the setting \"ipversion\" "
-        "demands IPv6. Set the IPv6 address as the host, or a name that has no other.");
+        "demands IPv6. Set a name that has no other, or, without a CA certificate, the IPv6 "
+        "address.");
   }
   return addresses;
 }

@@ -26,7 +26,8 @@ std::vector<std::string> look_up_name(const std::string& host, address_family fa
                                       const std::function<bool()>& given_up);
 
 /// The same for somebody who looks the name up once more and prefers IPv4, as the MQTT library does
-/// with TLS: the one address that it will take. Fails as well when that is not of the family.
+/// with TLS: the one address that it will take, or an empty text where it has a choice. Fails as
+/// well when the address is not of the family.
 std::vector<std::string> foresee_address(const std::string& host, address_family family,
                                          std::chrono::steady_clock::time_point deadline,
                                          const std::function<bool()>& given_up);

@@ -1,9 +1,12 @@
 #include "mqtt/paho_connection.hpp"
 
 #include <chrono>
+#include <sstream>
+#include <string>
 #include <thread>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "liblog/severity.hpp"
 #include "mqtt/failure_mapping.hpp"
@@ -44,6 +47,16 @@ MQTTAsync_responseOptions make_response_options(const pending_operation& operati
   return options;
 }
 
+/// What a person can read in a line of OpenSSL's: "NUMBER:error:CODE:LIBRARY:FUNCTION:REASON:...".
+std::string reason_in(const std::string& line) {
+  std::vector<std::string> fields;
+  std::istringstream rest(line);
+  for (std::string field; std::getline(rest, field, ':');) {
+    fields.push_back(field);
+  }
+  return fields.size() > 5 && fields[1] == "error" ? fields[5] : line;
+}
+
 }  // namespace
 
 paho_connection::paho_connection(const mqtt_client_settings& settings, std::string client_id,
@@ -70,23 +83,25 @@ paho_connection::paho_connection(const mqtt_client_settings& settings, std::stri
 
 void paho_connection::make_handle() {
   MQTTAsync_createOptions create_options = make_create_options();
+  MQTTAsync made = nullptr;
   check_return_code(
       *log_,
-      MQTTAsync_createWithOptions(&handle_, server_uri_.c_str(), client_id_.c_str(),
+      MQTTAsync_createWithOptions(&made, server_uri_.c_str(), client_id_.c_str(),
                                   MQTTCLIENT_PERSISTENCE_NONE, nullptr, &create_options),
       "", "in MQTTAsync_createWithOptions");
   try {
     check_return_code(
         *log_,
-        MQTTAsync_setCallbacks(handle_, this, callbacks::connection_lost,
-                               callbacks::message_arrived, [](void*, MQTTAsync_token) {}),
+        MQTTAsync_setCallbacks(made, this, callbacks::connection_lost, callbacks::message_arrived,
+                               [](void*, MQTTAsync_token) {}),
         "", "in MQTTAsync_setCallbacks");
-    check_return_code(*log_, MQTTAsync_setConnected(handle_, this, callbacks::connected), "",
+    check_return_code(*log_, MQTTAsync_setConnected(made, this, callbacks::connected), "",
                       "in MQTTAsync_setConnected");
   } catch (...) {
-    destroy_handle();
+    with_library_lock([&] { MQTTAsync_destroy(&made); });
     throw;
   }
+  with_library_lock([&] { handle_ = made; });
 }
 
 void paho_connection::destroy_handle() noexcept {
@@ -205,6 +220,9 @@ void paho_connection::reconnect(const std::string& address, protocol version) {
 
 diagnosis paho_connection::examine(std::chrono::steady_clock::time_point deadline,
                                    const std::function<bool()>& given_up) const {
+  if (address_.empty()) {
+    return {};
+  }
   const auto& tls = options_->tls;
   return diagnose_connection({host_, address_, port_, uses_tls_, tls.trustStore, tls.keyStore,
                               tls.privateKey, tls.privateKeyPassword},
@@ -217,7 +235,7 @@ std::string paho_connection::explain_failure(std::chrono::steady_clock::time_poi
   if (!uses_tls_ || !unexplained_.exchange(false)) {
     return {};
   }
-  const std::string heard = take_tls_error();
+  const std::string heard = reason_in(take_tls_error());
   const auto found = examine(deadline, given_up);
   if (!found.fault.empty() || !heard.empty()) {
     return found.fault.empty() ? heard : found.fault;

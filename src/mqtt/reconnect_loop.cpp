@@ -61,9 +61,18 @@ void reconnect_loop::look_after() noexcept {
   changed_.notify_all();
 }
 
-void reconnect_loop::note_attempt() noexcept {
+void reconnect_loop::hold() noexcept {
   const std::lock_guard lock(mutex_);
+  held_ = true;
   next_attempt_ = clock::now() + delay_after(0);
+}
+
+void reconnect_loop::resume() noexcept {
+  {
+    const std::lock_guard lock(mutex_);
+    held_ = false;
+  }
+  changed_.notify_all();
 }
 
 void reconnect_loop::stop() noexcept {
@@ -95,8 +104,9 @@ std::uint64_t reconnect_loop::losses() const noexcept {
 void reconnect_loop::run() noexcept {
   std::unique_lock lock(mutex_);
   while (!stopping_) {
-    if (!changed_.wait_for(lock, verify_interval, [&] { return stopping_ || wanted_; })) {
-      if (!stands_) {
+    if (!changed_.wait_for(lock, verify_interval,
+                           [&] { return stopping_ || (wanted_ && !held_); })) {
+      if (!stands_ || held_) {
         continue;
       }
       lock.unlock();

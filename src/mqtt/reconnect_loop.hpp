@@ -48,9 +48,10 @@ class reconnect_loop {
   void connected() noexcept;
   /// Somebody has noticed that something is missing: runs the loop. [any-thread]
   void look_after() noexcept;
-  /// An attempt was made by somebody else, now: the loop's own keep their distance from it.
-  /// [any-thread]
-  void note_attempt() noexcept;
+  /// Somebody else makes an attempt, from now until `resume`: the loop makes none meanwhile, and
+  /// keeps its distance from this one. [any-thread], both.
+  void hold() noexcept;
+  void resume() noexcept;
 
   /// Ends the loop as soon as what it calls returns, and waits for that. Then no more calls come.
   /// [any-thread] but the loop's own.
@@ -83,6 +84,7 @@ class reconnect_loop {
   std::condition_variable changed_;
   bool stopping_ = false;
   bool wanted_ = false;  // since the last renewal began
+  bool held_ = false;
   bool in_progress_ = false;
   bool stands_ = false;  // the connection
   std::uint64_t losses_ = 0;

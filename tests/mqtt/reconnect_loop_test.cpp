@@ -44,9 +44,11 @@ TEST_F(reconnect_loop_test, steps_that_fail_are_tried_again) {
 }
 
 TEST_F(reconnect_loop_test, a_connection_that_comes_up_by_itself_is_renewed_at_once) {
-  loop_.note_attempt();
+  loop_.hold();
   loop_.connection_lost();
+  EXPECT_FALSE(eventually([&] { return loop_.is_in_progress(); }, 100ms));
   loop_.connected();
+  loop_.resume();
   EXPECT_TRUE(eventually([&] { return renewals_ == 1; }, 800ms));
   EXPECT_EQ(attempts_, 0);
 }
