@@ -217,7 +217,7 @@ class length_function<own::json_value> : public function_base<own::json_value> {
   own::json_value evaluate(const own::function_arguments& arguments,
                            std::error_code& error) const override {
     const auto& value = arguments[0].value();
-    if (value.is_string()) {
+    if (own::is_text(value)) {
       const auto text = value.as_string_view();
       own::spend(text.size());
       return own::json_value(unicode_traits::count_codepoints(text.data(), text.size()));
@@ -266,7 +266,7 @@ class contains_function<own::json_value> : public function_base<own::json_value>
       }
       return own::json_value(false);
     }
-    if (!value.is_string() || !part.is_string()) {
+    if (!own::is_text(value) || !own::is_text(part)) {
       return own::wrong_type(error);
     }
     // Unlike the standard library's search, this one takes no longer for text made to slow it.
@@ -289,7 +289,7 @@ class tokenize_function<own::json_value> : public function_base<own::json_value>
     if (value.is_null()) {  // a member that is missing
       return own::wrong_type(error);
     }
-    if (!value.is_string() || !separator.is_string()) {
+    if (!own::is_text(value) || !own::is_text(separator)) {
       return own::refuse_argument(error);
     }
     // The pattern may come from the document, and compiling one recurses as well.

@@ -186,7 +186,7 @@ class regex_operator<own::json_value> final : public unary_operator<own::json_va
       : unary_operator(2, true), pattern_(std::move(pattern)) {}
   own::json_value evaluate(const own::json_value& value,
                            std::error_code& /*error*/) const override {
-    if (!value.is_string()) {
+    if (!own::is_text(value)) {
       return own::json_value::null();
     }
     return own::json_value(own::matches(value, pattern_));
