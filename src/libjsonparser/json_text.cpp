@@ -14,9 +14,9 @@ namespace brunvik::monitoring_modules::libjsonparser {
 
 namespace {
 
-// Turns numbers with a fraction or an exponent into doubles where nobody is misled by these. What is
-// left keeps its text, so that it converts to integers exactly and still is no integer to "/". The
-// library's own conversion rounds without a word, depends on the locale, or refuses the whole
+// Turns numbers with a fraction or an exponent into doubles where nobody is misled by these. What
+// is left keeps its text, so that it converts to integers exactly and still is no integer to "/".
+// The library's own conversion rounds without a word, depends on the locale, or refuses the whole
 // document for one number that is out of range.
 class number_reader : public jsoncons::basic_json_filter<char> {
  public:

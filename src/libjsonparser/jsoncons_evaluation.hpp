@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <jsoncons_ext/jsonpath/jsonpath.hpp>
 #include <string>
@@ -118,13 +119,21 @@ class token_evaluator<own::json_value, own_reference> final
  private:
   static item combine(const binary_operator<own::json_value>& operation, item left, item right,
                       std::error_code& error) {
+    constexpr std::size_t of_order = 5;
     constexpr std::size_t of_and = 8;
     constexpr std::size_t of_or = 9;
-    if (operation.precedence_level() == of_and) {
+    const auto level = own::placed_operator::level_of(operation);
+    if (level == of_and) {
       return is_true(left.value()) ? std::move(right) : std::move(left);
     }
-    if (operation.precedence_level() == of_or) {
+    if (level == of_or) {
       return is_true(left.value()) ? std::move(left) : std::move(right);
+    }
+    const auto is_undefined = [](own_reference value) {
+      return value.is_double() && std::isnan(value.as_double());
+    };
+    if (level == of_order && (is_undefined(left.value()) || is_undefined(right.value()))) {
+      return {nullptr, own::json_value(false)};  // 0 / 0 is neither above nor below anything
     }
     return {nullptr, operation.evaluate(left.value(), right.value(), error)};
   }

@@ -12,6 +12,7 @@ namespace brunvik::monitoring_modules::libjsonparser {
 namespace {
 
 using kavu_test::outcome;
+using kavu_test::outcome_class;
 
 std::string unexpected(const std::string& type) {
   return "unexpected_type_error: The received value has an unexpected data type. Type is: " + type;
@@ -106,7 +107,10 @@ const char* const plant = R"({
   "a": 7, "b": 2, "zero": 0, "least": -9223372036854775808, "most": 9223372036854775807,
   "minus": -1, "text": "12", "json": "{\"x\":[5]}", "word": "hello", "nothing": null, "yes": true,
   "large": [9007199254740993, 2], "nearly": 2.9999999999999999999, "state": "OFF", "no": false,
-  "object": {"p": 1}, "list": [1, 2, 3],
+  "object": {"p": 1, "1e16": 2}, "used": 9.5e15, "total": 1e16, "firmware": 21.100000000000001,
+  "beyond": 9223372036854775807.5, "tiny": -1e-400, "hot": 212,
+  "single": [2.9999999999999999999],
+  "list": [1, 2, 3],
   "boilers": [{"name": "east", "t": 21.5}, {"name": "west", "t": 30}]
 })";
 
@@ -128,10 +132,34 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
       {"sum($.large)", "9007199254740995"},
       {"prod($.large)", "18014398509481986"},
       {"max($.large)", "9007199254740993"},
+      // Operators that bind equally strongly are used from the left.
+      {"eval(10 - 3 - 2)", "5"},
+      {"eval(10 - (3 - 2) - 4 / 2 * 2)", "5"},
+      {"eval(($.hot - 32) * 5 / 9)", "100"},
+      {"eval((212.0 - 32) * 5 / 9)", "100.0"},
+      {"$.list[?(@ * 2 - 1 - 1 == 4 && @ > 2 || @ == 7)]", "3"},
+      // What was written as a decimal is one, and never a text, however it is kept.
+      {"eval($.used / $.total)", "0.95"},
+      {"choose($.firmware, 21.1, 1, 0)", "1"},
+      {"choose($.firmware, 21.100000000000001, 1, 0)", "1"},
+      {"length($.used)", incorrect("Invalid type")},
+      {"contains($.used, '9')", incorrect("Invalid type")},
+      {"tokenize($.used, 'e')", incorrect("Invalid type")},
+      {"$[?(@ =~ /e1/)]", "empty_result: The queried field \"$[?(@ =~ /e1/)]\" is empty."},
+      {"$.used.length", "empty_result: The queried field \"$.used.length\" is empty."},
+      {"$.used['length','x']",
+       "empty_result: The queried field \"$.used['length','x']\" is empty."},
+      {"$.object[($.total)]", "empty_result: The queried field \"$.object[($.total)]\" is empty."},
       {"ceil($.large[0])", "9007199254740993"},
       {"floor($.nearly)", "2.0"},
       {"floor(-$.nearly)", "-3.0"},
-      {"to_number('9007199254740993.0')", "9007199254740993"},
+      {"ceil($.beyond)", "9.223372036854776e+18"},
+      {"floor(-$.beyond)", "-9223372036854775808.0"},
+      {"eval(-$.nearly)", "-2.9999999999999999999"},
+      {"abs($.tiny)", "1e-400"},
+      {"sum($.single)", "2.9999999999999999999"},
+      {"prod($.single)", "2.9999999999999999999"},
+      {"to_number('9007199254740993.0')", "9007199254740993.0"},
       // What is no 64-bit integer becomes a floating point number instead of another integer.
       {"eval($.most + $.a)", "9.223372036854776e+18"},
       {"eval($.most * -1 - $.b)", "-9.223372036854776e+18"},
@@ -139,6 +167,9 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
       {"eval(-$.least)", "9.223372036854776e+18"},
       {"eval($.a / $.zero)", unconvertible("result out of range", "string")},
       {"eval($.a % $.zero)", unconvertible("undefined result", "string")},
+      {"$.list[?($.a % $.zero >= @ || $.a % $.zero <= @ || $.a % $.zero > @)]",
+       "empty_result: The queried field \"$.list[?($.a % $.zero >= @ || $.a % $.zero <= @ || "
+       "$.a % $.zero > @)]\" is empty."},
       // eval: scalars as they are, JSON in a string as the value that it stands for.
       {"eval($.nothing)", "null"},
       {"eval($.yes)", "true"},
@@ -189,6 +220,11 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
         << each.query;
   }
   EXPECT_EQ(parser.query_integer("eval($.text)"), 12) << "failures leave the document as it was";
+  for (const auto* query : {"avg($.large[0:1])", "eval($.large[0] * 1.0)"}) {
+    EXPECT_EQ(outcome_class([&] { return parser.query_counter(query).value_or(-1); }),
+              "conversion_error")
+        << "rounded: " << query;
+  }
 }
 
 TEST(jsonpath_parser_test, returns_all_matches_as_a_list) {
