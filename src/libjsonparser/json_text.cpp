@@ -1,13 +1,11 @@
 #include "libjsonparser/json_value.hpp"  // before the library: it declares its policy
 
 #include <jsoncons/json_filter.hpp>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
 
-#include "libjsonparser/decimal_text.hpp"
 #include "libjsonparser/evaluation_budget.hpp"
 #include "libjsonparser/jsoncons_value.hpp"
 #include "libjsonparser/number_text.hpp"
@@ -16,9 +14,10 @@ namespace brunvik::monitoring_modules::libjsonparser {
 
 namespace {
 
-// Turns the digits of fractions and exponents into doubles where these are exact, and large whole
-// numbers into integers. What is left keeps its text. The library's own conversion rounds without a
-// word, depends on the locale, or refuses the whole document for one number that is out of range.
+// Turns numbers with a fraction or an exponent into doubles where nobody is misled by these. What
+// is left keeps its text, so that it converts to integers exactly and still is no integer to "/".
+// The library's own conversion rounds without a word, depends on the locale, or refuses the whole
+// document for one number that is out of range.
 class number_reader : public jsoncons::basic_json_filter<char> {
  public:
   using basic_json_filter::basic_json_filter;
@@ -34,14 +33,8 @@ class number_reader : public jsoncons::basic_json_filter<char> {
       JSONCONS_VISITOR_RETURN;
     }
     const double number = nearest_double(text);
-    if (is_exact(number, text)) {
+    if (may_stand_for(number, text)) {
       destination().double_value(number, jsoncons::semantic_tag::none, context, error);
-      JSONCONS_VISITOR_RETURN;
-    }
-    const decimal exact(text);
-    const auto whole = exact.is_whole() ? exact.truncated() : std::nullopt;
-    if (whole) {
-      destination().int64_value(*whole, jsoncons::semantic_tag::none, context, error);
     } else {
       destination().string_value(value, tag, context, error);
     }

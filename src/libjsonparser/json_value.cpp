@@ -1,6 +1,7 @@
 #include "libjsonparser/json_value.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <jsoncons_ext/jsonpointer/jsonpointer.hpp>
 #include <system_error>
@@ -66,10 +67,6 @@ std::string number_text(const json_value& value) {
   return std::isnan(number) ? "undefined result" : "result out of range";
 }
 
-bool is_text(const json_value& value) {
-  return value.is_string() && !is_large_number(value);
-}
-
 [[noreturn]] void throw_unexpected_type(const json_value& value) {
   throw unexpected_type_error(std::string("Type is: ") + type_name(value));
 }
@@ -124,16 +121,28 @@ double approximate(const json_value& number) noexcept {
 }
 
 int compare_decimals(const json_value& left, const json_value& right) noexcept {
-  const auto calculated = [](const json_value& number) {
-    if (auto* const budget = evaluation_budget::current(); budget && number.is_string()) {
-      budget->count(10 + characters(number).size() / 4);
+  struct digits {
+    char place[32];
+    std::string_view of(const json_value& number) noexcept {
+      if (is_large_number(number)) {
+        const auto text = characters(number);
+        if (auto* const budget = evaluation_budget::current()) {
+          budget->count(10 + text.size() / 4);
+        }
+        return text;
+      }
+      const auto write = [this](auto value) {
+        return std::to_chars(place, place + sizeof place, value).ptr;
+      };
+      const char* const end = number.is_double()  ? write(number.as_double())
+                              : number.is_int64() ? write(number.as<std::int64_t>())
+                                                  : write(number.as<std::uint64_t>());
+      return {place, static_cast<std::size_t>(end - place)};
     }
-    return is_large_number(number) ? std::string() : number_text(number);
   };
-  const std::string one = calculated(left);
-  const std::string other = calculated(right);
-  return decimal(one.empty() ? characters(left) : one)
-      .compare(decimal(other.empty() ? characters(right) : other));
+  digits one;
+  digits other;
+  return decimal(one.of(left)).compare(decimal(other.of(right)));
 }
 
 json_document::json_document(std::string_view text) : root_(read(text)) {}
@@ -231,7 +240,7 @@ std::optional<std::int64_t> to_counter(const json_value& value) {
       throw exceptions::conversion_error(shortened(characters(value)), integer_type);
     }
   }
-  if (!(number < first_beyond_64_bits)) {
+  if (!(number < (value.is_double() ? first_inexact_integer : first_beyond_64_bits))) {
     throw exceptions::conversion_error(
         value.is_string() ? shortened(characters(value)) : number_text(value), integer_type);
   }

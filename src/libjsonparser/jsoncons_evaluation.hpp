@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <jsoncons_ext/jsonpath/jsonpath.hpp>
 #include <string>
@@ -99,9 +100,13 @@ class token_evaluator<own::json_value, own_reference> final
     return stack.empty() ? item() : pop();
   }
 
+  /// The value of an index, where a number's text must not be taken for a member's name.
   own::json_value evaluate(own_context& context, own_reference root, own_reference current,
                            result_options options, std::error_code& error) const override {
     auto result = run(context, root, current, options, error);
+    if (own::is_large_number(result.value())) {
+      return own::json_value::null();
+    }
     if (result.place == nullptr) {
       return std::move(result.computed);
     }
@@ -114,13 +119,21 @@ class token_evaluator<own::json_value, own_reference> final
  private:
   static item combine(const binary_operator<own::json_value>& operation, item left, item right,
                       std::error_code& error) {
+    constexpr std::size_t of_order = 5;
     constexpr std::size_t of_and = 8;
     constexpr std::size_t of_or = 9;
-    if (operation.precedence_level() == of_and) {
+    const auto level = own::placed_operator::level_of(operation);
+    if (level == of_and) {
       return is_true(left.value()) ? std::move(right) : std::move(left);
     }
-    if (operation.precedence_level() == of_or) {
+    if (level == of_or) {
       return is_true(left.value()) ? std::move(left) : std::move(right);
+    }
+    const auto is_undefined = [](own_reference value) {
+      return value.is_double() && std::isnan(value.as_double());
+    };
+    if (level == of_order && (is_undefined(left.value()) || is_undefined(right.value()))) {
+      return {nullptr, own::json_value(false)};  // 0 / 0 is neither above nor below anything
     }
     return {nullptr, operation.evaluate(left.value(), right.value(), error)};
   }
@@ -172,6 +185,13 @@ class token_evaluator<own::json_value, own_reference> final
   std::vector<token_type> tokens_;
 };
 
+/// The library would give the length of a number's text, which is none of the document's.
+inline bool is_length_of_number(const jsonpath_selector<own::json_value, own_reference>& selector,
+                                own_reference value) {
+  using name_selector = identifier_selector<own::json_value, own_reference>;
+  return own::is_large_number(value) && dynamic_cast<const name_selector*>(&selector) != nullptr;
+}
+
 template <>
 inline void base_selector<own::json_value, own_reference>::tail_select(
     own_context& context, own_reference root, const own_node& last, own_reference current,
@@ -179,7 +199,7 @@ inline void base_selector<own::json_value, own_reference>::tail_select(
   own::spend(own::price::node);
   if (tail_ == nullptr) {
     receiver.add(last, current);
-  } else {
+  } else if (!is_length_of_number(*tail_, current)) {
     tail_->select(context, root, last, current, receiver, options);
   }
 }
@@ -189,6 +209,9 @@ inline own_reference base_selector<own::json_value, own_reference>::evaluate_tai
     own_context& context, own_reference root, const own_node& last, own_reference current,
     result_options options, std::error_code& error) const {
   own::spend(own::price::node);
+  if (tail_ != nullptr && is_length_of_number(*tail_, current)) {
+    return context.null_value();
+  }
   return tail_ == nullptr ? current : tail_->evaluate(context, root, last, current, options, error);
 }
 
@@ -227,7 +250,9 @@ inline void union_selector<own::json_value, own_reference>::select(
     own_receiver& receiver, result_options options) const {
   for (const auto* const selector : selectors_) {
     own::spend(own::price::node);
-    selector->select(context, root, last, current, receiver, options);
+    if (!is_length_of_number(*selector, current)) {
+      selector->select(context, root, last, current, receiver, options);
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <regex>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <vector>
@@ -37,6 +38,9 @@ json_value fold(const json_value& array, std::int64_t start, std::error_code& er
   if (!array.is_array()) {
     return wrong_type(error);
   }
+  if (array.size() == 1 && is_large_number(array[0])) {
+    return array[0];
+  }
   const Operator join;
   json_value result(start);
   for (const auto& element : array.array_range()) {
@@ -47,6 +51,12 @@ json_value fold(const json_value& array, std::int64_t start, std::error_code& er
     result = join.evaluate(result, element, error);
   }
   return as_floating(result);
+}
+
+/// Also for a number so small that its double is zero.
+inline bool is_negative(const json_value& number) {
+  return is_large_number(number) ? number.as_string_view().starts_with('-')
+                                 : libjsonparser::approximate(number) < 0;
 }
 
 /// The first of the smallest (`sign` below 0) or largest elements, all numbers or all strings.
@@ -81,8 +91,19 @@ inline json_value rounded(const json_value& number, int direction, std::error_co
     if (!whole) {
       return number;  // so large that it is taken for whole
     }
-    const bool is_beside = !exact.is_whole() && exact.is_negative() == (direction < 0);
-    return as_floating(json_value(*whole + (is_beside ? direction : 0)));
+    if (exact.is_whole()) {
+      return number;
+    }
+    std::int64_t result = 0;
+    const bool is_beside = exact.is_negative() == (direction < 0);
+    if (__builtin_add_overflow(*whole, is_beside ? direction : 0, &result)) {
+      return json_value(libjsonparser::approximate(number));
+    }
+    const auto floating = static_cast<double>(result);
+    // Beyond what a double holds it is kept as the document's own decimals are.
+    return std::abs(floating) < first_inexact_integer
+               ? json_value(floating)
+               : json_value(std::to_string(result) + ".0", jsoncons::semantic_tag::bigdec);
   }
   if (!number.is_double()) {
     return as_floating(number);
@@ -204,9 +225,8 @@ class abs_function<own::json_value> : public function_base<own::json_value> {
     if (!value.is_number()) {
       return own::refuse_argument(error);
     }
-    return own::approximate(value) < 0
-               ? unary_minus_operator<own::json_value>().evaluate(value, error)
-               : value;
+    return own::is_negative(value) ? unary_minus_operator<own::json_value>().evaluate(value, error)
+                                   : value;
   }
 };
 
@@ -217,7 +237,7 @@ class length_function<own::json_value> : public function_base<own::json_value> {
   own::json_value evaluate(const own::function_arguments& arguments,
                            std::error_code& error) const override {
     const auto& value = arguments[0].value();
-    if (value.is_string()) {
+    if (own::is_text(value)) {
       const auto text = value.as_string_view();
       own::spend(text.size());
       return own::json_value(unicode_traits::count_codepoints(text.data(), text.size()));
@@ -266,7 +286,7 @@ class contains_function<own::json_value> : public function_base<own::json_value>
       }
       return own::json_value(false);
     }
-    if (!value.is_string() || !part.is_string()) {
+    if (!own::is_text(value) || !own::is_text(part)) {
       return own::wrong_type(error);
     }
     // Unlike the standard library's search, this one takes no longer for text made to slow it.
@@ -289,7 +309,7 @@ class tokenize_function<own::json_value> : public function_base<own::json_value>
     if (value.is_null()) {  // a member that is missing
       return own::wrong_type(error);
     }
-    if (!value.is_string() || !separator.is_string()) {
+    if (!own::is_text(value) || !own::is_text(separator)) {
       return own::refuse_argument(error);
     }
     // The pattern may come from the document, and compiling one recurses as well.

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <jsoncons_ext/jsonpath/jsonpath.hpp>
 #include <limits>
 #include <regex>
+#include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "libjsonparser/guarded_regex.hpp"
 #include "libjsonparser/jsoncons_value.hpp"
@@ -71,6 +74,44 @@ bool undefined_quotient(Integer left, Integer right) {
                         left == std::numeric_limits<Integer>::min() && right == Integer(-1));
 }
 
+/// Nothing is rounded for another sign.
+inline json_value negated_text(const json_value& number) {
+  const auto text = number.as_string_view();
+  spend_on_text(text.size());
+  evaluation_budget::current()->require(2 * text.size());
+  const std::string digits(text.substr(text.starts_with('-') ? 1 : 0));
+  return {text.starts_with('-') ? digits : "-" + digits, number.tag()};
+}
+
+/// An operator at its place in an expression.
+///
+/// The library uses operators that bind equally strongly from the right, so that 10 - 3 - 2 is 9.
+/// So here each binds a little less than those before it, but more than any of the next level.
+class placed_operator final : public jsoncons::jsonpath::detail::binary_operator<json_value> {
+ public:
+  placed_operator(const binary_operator& operation, std::size_t place)
+      : binary_operator(operation.precedence_level() * places + place), operation_(&operation) {}
+
+  static std::size_t level_of(const binary_operator& placed) {
+    return placed.precedence_level() / places;
+  }
+  json_value evaluate(const json_value& left, const json_value& right,
+                      std::error_code& error) const override {
+    return operation_->evaluate(left, right, error);
+  }
+
+ private:
+  static constexpr std::size_t places = 1U << 16U;  // more than an expression has bytes
+
+  const binary_operator* operation_;
+};
+
+/// Set while an expression is compiled, which then refers to them; with room for all of them.
+inline std::vector<placed_operator>*& current_operators() {
+  static constinit thread_local std::vector<placed_operator>* operators = nullptr;
+  return operators;
+}
+
 /// The bounds on a regular expression and on the text that it is used on.
 inline guarded_text searched_text(const json_value& value, std::size_t parts) {
   const auto text = value.as_string_view();
@@ -93,6 +134,13 @@ inline bool matches(const json_value& value, const std::regex& pattern) {
 namespace jsoncons::jsonpath::detail {
 
 namespace own = brunvik::monitoring_modules::libjsonparser;
+
+template <>
+inline token<own::json_value, const own::json_value&>::token(
+    const binary_operator<own::json_value>* operation) noexcept
+    : token_kind_(jsonpath_token_kind::binary_operator),
+      binary_operator_(
+          &own::current_operators()->emplace_back(*operation, own::current_operators()->size())) {}
 
 template <>
 class plus_operator<own::json_value> final : public binary_operator<own::json_value> {
@@ -174,6 +222,9 @@ class unary_minus_operator<own::json_value> final : public unary_operator<own::j
  public:
   unary_minus_operator() : unary_operator(1, true) {}
   own::json_value evaluate(const own::json_value& value, std::error_code& error) const override {
+    if (own::is_large_number(value)) {
+      return own::negated_text(value);
+    }
     return minus_operator<own::json_value>().evaluate(own::json_value(std::int64_t{0}), value,
                                                       error);
   }
@@ -186,7 +237,7 @@ class regex_operator<own::json_value> final : public unary_operator<own::json_va
       : unary_operator(2, true), pattern_(std::move(pattern)) {}
   own::json_value evaluate(const own::json_value& value,
                            std::error_code& /*error*/) const override {
-    if (!value.is_string()) {
+    if (!own::is_text(value)) {
       return own::json_value::null();
     }
     return own::json_value(own::matches(value, pattern_));

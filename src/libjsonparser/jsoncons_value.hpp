@@ -46,6 +46,10 @@ namespace brunvik::monitoring_modules::libjsonparser {
          value.tag() == jsoncons::semantic_tag::bigdec;
 }
 
+[[nodiscard]] inline bool is_text(const json_value& value) {
+  return value.is_string() && !is_large_number(value);
+}
+
 /// A number as a double, as near as can be, and infinite when it is too large. Never throws, unlike
 /// the library's own conversion.
 [[nodiscard]] double approximate(const json_value& number) noexcept;

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <exception>
 #include <optional>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "libjsonparser/exceptions.hpp"
 #include "libjsonparser/jsoncons_added_functions.hpp"
@@ -40,6 +42,13 @@ std::size_t regex_parts(std::string text) {
   return largest;
 }
 
+// Each has at least one of these characters.
+std::size_t most_operators(const std::string& text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char character) {
+    return std::string_view("|&=!<>+-*/%").find(character) != std::string_view::npos;
+  }));
+}
+
 void check_length(const std::string& text) {
   const auto parts = regex_parts(text);
   const auto longest = parts > 0 ? longest_expression_with_regex : longest_expression;
@@ -50,29 +59,34 @@ void check_length(const std::string& text) {
   }
 }
 
-// Makes `state` the one that functions called on this thread find.
-class evaluation_scope {
+// Makes something the current one on this thread.
+template <class T>
+class current_scope {
  public:
-  explicit evaluation_scope(evaluation_state& state)
-      : outer_(std::exchange(current_evaluation(), &state)) {}
-  ~evaluation_scope() { current_evaluation() = outer_; }
-  evaluation_scope(const evaluation_scope&) = delete;
-  evaluation_scope& operator=(const evaluation_scope&) = delete;
+  current_scope(T*& current, T& value)
+      : current_(current), outer_(std::exchange(current, &value)) {}
+  ~current_scope() { current_ = outer_; }
+  current_scope(const current_scope&) = delete;
+  current_scope& operator=(const current_scope&) = delete;
 
  private:
-  evaluation_state* const outer_;
+  T*& current_;
+  T* const outer_;
 };
 
 }  // namespace
 
 struct jsonpath_expression::compiled {
   explicit compiled(const std::string& text)
-      : parts(regex_parts(text)),
-        owned(custom_json_functions()),
-        expression(compiler().compile(owned, text)) {}
+      : parts(regex_parts(text)), owned(custom_json_functions()), expression([&] {
+          operators.reserve(most_operators(text));
+          const current_scope scope(current_operators(), operators);
+          return compiler().compile(owned, text);
+        }()) {}
 
   std::size_t parts;
-  resources owned;  // the expression refers to them
+  std::vector<placed_operator> operators;
+  resources owned;  // the expression refers to these two
   path expression;
 };
 
@@ -91,7 +105,7 @@ jsonpath_expression::~jsonpath_expression() = default;
 jsonpath_matches jsonpath_expression::evaluate(const json_document& document) const {
   evaluation_state state;
   state.regex_parts = compiled_->parts;
-  const evaluation_scope scope(state);
+  const current_scope scope(current_evaluation(), state);
   jsonpath_matches matches;
   matches.budget = std::make_unique<evaluation_budget>();
   try {

@@ -133,11 +133,6 @@ std::optional<std::string> whole_number(std::string_view text) {
          std::string(fraction) + std::string(exponent);
 }
 
-std::string shortest_text(double number) {
-  char text[32];
-  return {text, std::to_chars(text, text + sizeof text, number).ptr};
-}
-
 double nearest_double(std::string_view number) noexcept {
   double value = 0;
   const auto result = std::from_chars(number.data(), number.data() + number.size(), value);
@@ -150,17 +145,9 @@ double nearest_double(std::string_view number) noexcept {
   return negative ? -magnitude : magnitude;
 }
 
-bool is_exact(double value, std::string_view number) {
-  constexpr std::size_t fifteen_digits_and_a_point = 16;
-  if (!(std::abs(value) < first_inexact_integer)) {
-    return false;
-  }
-  // So many digits always survive.
-  if (number.size() <= fifteen_digits_and_a_point &&
-      number.find_first_of("eE") == std::string_view::npos) {
-    return true;
-  }
-  return decimal(shortest_text(value)).compare(decimal(number)) == 0;
+bool may_stand_for(double value, std::string_view number) {
+  return std::abs(value) < first_inexact_integer &&
+         (std::trunc(value) != value || decimal(number).is_whole());
 }
 
 }  // namespace brunvik::monitoring_modules::libjsonparser

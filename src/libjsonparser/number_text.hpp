@@ -33,11 +33,9 @@ struct leading_number {
 /// 2^53: from here on a double stands for several integers.
 inline constexpr double first_inexact_integer = 9007199254740992.0;
 
-/// Whether the double stands for that JSON number and no other of so many digits: its own shortest
-/// text is the same number, and it is below `first_inexact_integer`.
-[[nodiscard]] bool is_exact(double value, std::string_view number);
-
-/// The shortest decimal text that is read as that double again.
-[[nodiscard]] std::string shortest_text(double number);
+/// Whether that JSON number may be used as its nearest double: this is below
+/// `first_inexact_integer`, and whole, zero too, only when the number is. A fraction with more
+/// digits than a double has, such as the 21.100000000000001 that many devices print for 21.1, may.
+[[nodiscard]] bool may_stand_for(double value, std::string_view number);
 
 }  // namespace brunvik::monitoring_modules::libjsonparser

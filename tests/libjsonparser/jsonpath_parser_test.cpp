@@ -12,6 +12,7 @@ namespace brunvik::monitoring_modules::libjsonparser {
 namespace {
 
 using kavu_test::outcome;
+using kavu_test::outcome_class;
 
 std::string unexpected(const std::string& type) {
   return "unexpected_type_error: The received value has an unexpected data type. Type is: " + type;
@@ -36,8 +37,8 @@ TEST(jsonpath_parser_test, converts_every_type_of_value_or_says_why_not) {
   } cases[] = {
       {"9223372036854775807", "9223372036854775807", "9223372036854775807",
        "9.2233720368547758e+18", "9223372036854775807", unexpected("integer")},
-      {"-9223372036854775808.0", "-9223372036854775808", "-9223372036854775808",
-       "-9.2233720368547758e+18", "negative", unexpected("integer")},
+      {"-9223372036854775808.0", "-9223372036854775808.0", "-9223372036854775808",
+       "-9.2233720368547758e+18", "negative", unexpected("floating point")},
       {"18446744073709551615", "18446744073709551615", no_integer("18446744073709551615"),
        "1.8446744073709552e+19", no_integer("18446744073709551615"), unexpected("integer")},
       {"-123456789012345678901234567890", "-123456789012345678901234567890",
@@ -45,12 +46,14 @@ TEST(jsonpath_parser_test, converts_every_type_of_value_or_says_why_not) {
        unexpected("integer")},
       {"-21.0", "-21.0", "-21", "-21", "negative", unexpected("floating point")},
       {"-0.0", "0.0", "0", "-0", "0", unexpected("floating point")},
-      {"1e17", "100000000000000000", "100000000000000000", "1e+17", "100000000000000000",
-       unexpected("integer")},
-      {"9007199254740993.0", "9007199254740993", "9007199254740993", "9007199254740992",
-       "9007199254740993", unexpected("integer")},
-      {"90071992547409930000e-4", "9007199254740993", "9007199254740993", "9007199254740992",
-       "9007199254740993", unexpected("integer")},
+      {"1e17", "1e17", "100000000000000000", "1e+17", "100000000000000000",
+       unexpected("floating point")},
+      {"9007199254740993.0", "9007199254740993.0", "9007199254740993", "9007199254740992",
+       "9007199254740993", unexpected("floating point")},
+      {"90071992547409930000e-4", "90071992547409930000e-4", "9007199254740993", "9007199254740992",
+       "9007199254740993", unexpected("floating point")},
+      {"21.100000000000001", "21.1", no_whole("21.1"), "21.100000000000001", "21",
+       unexpected("floating point")},
       {"9007199254740993.5", "9007199254740993.5", no_whole("9007199254740993.5"),
        "9007199254740994", "9007199254740993", unexpected("floating point")},
       {"2.9999999999999999999", "2.9999999999999999999", no_whole("2.9999999999999999999"), "3",
@@ -104,7 +107,10 @@ const char* const plant = R"({
   "a": 7, "b": 2, "zero": 0, "least": -9223372036854775808, "most": 9223372036854775807,
   "minus": -1, "text": "12", "json": "{\"x\":[5]}", "word": "hello", "nothing": null, "yes": true,
   "large": [9007199254740993, 2], "nearly": 2.9999999999999999999, "state": "OFF", "no": false,
-  "object": {"p": 1}, "list": [1, 2, 3],
+  "object": {"p": 1, "1e16": 2}, "used": 9.5e15, "total": 1e16, "firmware": 21.100000000000001,
+  "beyond": 9223372036854775807.5, "tiny": -1e-400, "hot": 212,
+  "single": [2.9999999999999999999],
+  "list": [1, 2, 3],
   "boilers": [{"name": "east", "t": 21.5}, {"name": "west", "t": 30}]
 })";
 
@@ -126,10 +132,34 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
       {"sum($.large)", "9007199254740995"},
       {"prod($.large)", "18014398509481986"},
       {"max($.large)", "9007199254740993"},
+      // Operators that bind equally strongly are used from the left.
+      {"eval(10 - 3 - 2)", "5"},
+      {"eval(10 - (3 - 2) - 4 / 2 * 2)", "5"},
+      {"eval(($.hot - 32) * 5 / 9)", "100"},
+      {"eval((212.0 - 32) * 5 / 9)", "100.0"},
+      {"$.list[?(@ * 2 - 1 - 1 == 4 && @ > 2 || @ == 7)]", "3"},
+      // What was written as a decimal is one, and never a text, however it is kept.
+      {"eval($.used / $.total)", "0.95"},
+      {"choose($.firmware, 21.1, 1, 0)", "1"},
+      {"choose($.firmware, 21.100000000000001, 1, 0)", "1"},
+      {"length($.used)", incorrect("Invalid type")},
+      {"contains($.used, '9')", incorrect("Invalid type")},
+      {"tokenize($.used, 'e')", incorrect("Invalid type")},
+      {"$[?(@ =~ /e1/)]", "empty_result: The queried field \"$[?(@ =~ /e1/)]\" is empty."},
+      {"$.used.length", "empty_result: The queried field \"$.used.length\" is empty."},
+      {"$.used['length','x']",
+       "empty_result: The queried field \"$.used['length','x']\" is empty."},
+      {"$.object[($.total)]", "empty_result: The queried field \"$.object[($.total)]\" is empty."},
       {"ceil($.large[0])", "9007199254740993"},
       {"floor($.nearly)", "2.0"},
       {"floor(-$.nearly)", "-3.0"},
-      {"to_number('9007199254740993.0')", "9007199254740993"},
+      {"ceil($.beyond)", "9.223372036854776e+18"},
+      {"floor(-$.beyond)", "-9223372036854775808.0"},
+      {"eval(-$.nearly)", "-2.9999999999999999999"},
+      {"abs($.tiny)", "1e-400"},
+      {"sum($.single)", "2.9999999999999999999"},
+      {"prod($.single)", "2.9999999999999999999"},
+      {"to_number('9007199254740993.0')", "9007199254740993.0"},
       // What is no 64-bit integer becomes a floating point number instead of another integer.
       {"eval($.most + $.a)", "9.223372036854776e+18"},
       {"eval($.most * -1 - $.b)", "-9.223372036854776e+18"},
@@ -137,6 +167,9 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
       {"eval(-$.least)", "9.223372036854776e+18"},
       {"eval($.a / $.zero)", unconvertible("result out of range", "string")},
       {"eval($.a % $.zero)", unconvertible("undefined result", "string")},
+      {"$.list[?($.a % $.zero >= @ || $.a % $.zero <= @ || $.a % $.zero > @)]",
+       "empty_result: The queried field \"$.list[?($.a % $.zero >= @ || $.a % $.zero <= @ || "
+       "$.a % $.zero > @)]\" is empty."},
       // eval: scalars as they are, JSON in a string as the value that it stands for.
       {"eval($.nothing)", "null"},
       {"eval($.yes)", "true"},
@@ -159,7 +192,7 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
       {"number($.large[0])", "9007199254740993"},
       {"number(' +05.50 ')", "5.5"},
       {"number('-.5e1')", "-5.0"},
-      {"number('9007199254740993.0')", "9007199254740993"},
+      {"number('9007199254740993.0')", "9007199254740993.0"},
       {"number('5 V')", incorrect("number: '5 V' is no number.")},
       {"number('')", incorrect("number: '' is no number.")},
       {"number($.list)", incorrect("number: an array is no number.")},
@@ -187,6 +220,11 @@ TEST(jsonpath_parser_test, finds_and_calculates_what_an_expression_says) {
         << each.query;
   }
   EXPECT_EQ(parser.query_integer("eval($.text)"), 12) << "failures leave the document as it was";
+  for (const auto* query : {"avg($.large[0:1])", "eval($.large[0] * 1.0)"}) {
+    EXPECT_EQ(outcome_class([&] { return parser.query_counter(query).value_or(-1); }),
+              "conversion_error")
+        << "rounded: " << query;
+  }
 }
 
 TEST(jsonpath_parser_test, returns_all_matches_as_a_list) {
@@ -246,7 +284,7 @@ TEST(jsonpath_parser_test, reads_and_writes_numbers_as_ever_in_a_country_with_a_
   EXPECT_EQ(parser.query_string("$.number"), "1234.5");
   EXPECT_EQ(parser.query_string("$.large"), "1234567");
   EXPECT_EQ(parser.query_string("$.hard"),
-            "[5e-324,0.1,123456789.12345679,1e23,9007199254740993,2.5e-07]");
+            "[5e-324,0.1,123456789.12345679,1e23,9007199254740993.0,2.5e-07]");
   EXPECT_EQ(parser.query_float("to_number('1.5')"), 1.5);
   EXPECT_EQ(parser.query_list("$[?(@ > 1234.25 && @ < 1234.75)]"),
             (jsonpath_parser::list{"1234.5"}));
