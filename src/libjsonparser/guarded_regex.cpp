@@ -26,10 +26,20 @@ std::size_t take_count(std::string_view pattern, std::size_t& at) {
   return std::min(largest, enough);
 }
 
+// How long an escape is: 2 but for those like "\c[". Where a reference is to a group that has
+// matched nothing, the library reads no character of the text, so nothing would watch over it.
+std::size_t escape_size(std::string_view pattern, std::size_t at) {
+  const char escaped = at + 1 < pattern.size() ? pattern[at + 1] : '\0';
+  if (escaped >= '1' && escaped <= '9') {
+    throw evaluation_refused("References to groups, as in \"(a)\\1\", cannot be evaluated safely.");
+  }
+  return escaped == 'c' ? 3 : 2;
+}
+
 // Behind "[": moves `at` behind the end of the set.
 void skip_set(std::string_view pattern, std::size_t& at) {
   while (at < pattern.size() && pattern[at] != ']') {
-    at += pattern[at] == '\\' ? 2 : 1;
+    at += pattern[at] == '\\' ? escape_size(pattern, at) : 1;
   }
 }
 
@@ -63,7 +73,7 @@ std::size_t written_out(std::string_view pattern) {
         add(1);
         break;
       case '\\':
-        ++at;
+        at += escape_size(pattern, at) - 1;
         add(1);
         break;
       default:

@@ -25,7 +25,8 @@ inline constexpr std::size_t longest_searched_string = 8192;
 
 /// How many characters, sets, groups and alternatives a pattern has once its counts are written
 /// out: 9 for "(ab){2}c". The library does write them out, so "a{9999}" takes megabytes. Too large
-/// rather than too small for what is no pattern.
+/// rather than too small for what is no pattern. Throws `evaluation_refused` where one group refers
+/// to another, as in "(a)\1".
 [[nodiscard]] std::size_t written_out(std::string_view pattern);
 
 class guarded_iterator {

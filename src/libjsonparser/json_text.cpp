@@ -1,10 +1,13 @@
 #include "libjsonparser/json_value.hpp"  // before the library: it declares its policy
 
+#include <charconv>
+#include <cstdint>
 #include <jsoncons/json_filter.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "libjsonparser/evaluation_budget.hpp"
 #include "libjsonparser/jsoncons_value.hpp"
@@ -42,6 +45,44 @@ class number_reader : public jsoncons::basic_json_filter<char> {
   }
 };
 
+// Keeps the one number that a reader passes on.
+class kept_number : public jsoncons::default_json_visitor {
+ public:
+  json_value value;
+
+ private:
+  JSONCONS_VISITOR_RETURN_TYPE visit_double(double number, jsoncons::semantic_tag tag,
+                                            const jsoncons::ser_context& /*context*/,
+                                            std::error_code& /*error*/) override {
+    value = json_value(number, tag);
+    JSONCONS_VISITOR_RETURN;
+  }
+  JSONCONS_VISITOR_RETURN_TYPE visit_int64(std::int64_t number, jsoncons::semantic_tag tag,
+                                           const jsoncons::ser_context& /*context*/,
+                                           std::error_code& /*error*/) override {
+    value = json_value(number, tag);
+    JSONCONS_VISITOR_RETURN;
+  }
+  JSONCONS_VISITOR_RETURN_TYPE visit_string(const string_view_type& text,
+                                            jsoncons::semantic_tag tag,
+                                            const jsoncons::ser_context& /*context*/,
+                                            std::error_code& /*error*/) override {
+    value = json_value(text, tag);
+    JSONCONS_VISITOR_RETURN;
+  }
+};
+
+template <class Integer>
+std::optional<json_value> integer_in(std::string_view text) {
+  Integer number = 0;
+  const auto* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number);
+  if (result.ec != std::errc() || result.ptr != end) {
+    return std::nullopt;
+  }
+  return json_value(number);
+}
+
 // Where the library writes to. The text of a match may be as large as the document.
 class counted_text {
  public:
@@ -66,7 +107,7 @@ class counted_text {
     }
     budget->spend(1 + size / evaluation_budget::bytes_of_step);
     if (text_->size() + size > text_->capacity()) {
-      budget->require(2 * (text_->size() + size));
+      budget->require(3 * (text_->size() + size));
     }
   }
 
@@ -75,11 +116,27 @@ class counted_text {
 
 }  // namespace
 
+json_value read_number(std::string_view text) {
+  if (text.find_first_of(".eE") != std::string_view::npos) {
+    kept_number kept;
+    number_reader(kept).string_value(text, jsoncons::semantic_tag::bigdec);
+    return std::move(kept.value);
+  }
+  if (auto number = integer_in<std::int64_t>(text)) {
+    return *std::move(number);
+  }
+  if (auto number = integer_in<std::uint64_t>(text)) {
+    return *std::move(number);
+  }
+  return {text, jsoncons::semantic_tag::bigint};
+}
+
 json_value read_json(std::string_view text) {
   if (text.starts_with("\xef\xbb\xbf")) {  // the byte order mark that some editors write
     text.remove_prefix(3);
   }
-  jsoncons::json_decoder<json_value> decoder;
+  // It reserves room for a thousand values at once, which is no work.
+  auto decoder = without_steps([] { return jsoncons::json_decoder<json_value>(); });
   number_reader reader(decoder);
   jsoncons::basic_json_parser<char> parser(jsoncons::basic_json_options<char>()
                                                .allow_comments(false)

@@ -172,11 +172,16 @@ const char* type_name(const json_value& value) {
 std::string quotation(const json_value& value) {
   return value.is_array() || value.is_object() ? std::string("an ") + type_name(value)
          : value.is_number()                   ? number_text(value)
-                                               : "'" + shortened(to_text(value)) + "'";
+         : value.is_string()                   ? "'" + shortened(characters(value)) + "'"
+                                               : "'" + to_text(value) + "'";
 }
 
 std::string to_text(const json_value& value) {
   if (value.is_string()) {
+    if (auto* const budget = evaluation_budget::current()) {
+      spend_on_text(characters(value).size());
+      budget->require(characters(value).size());
+    }
     return std::string(characters(value));
   }
   if (value.is_double() && !std::isfinite(value.as_double())) {

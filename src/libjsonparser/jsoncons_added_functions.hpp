@@ -16,13 +16,13 @@ using argument_span = jsoncons::span<const jsoncons::jsonpath::parameter<json_va
 inline void before_reading(std::string_view text) {
   constexpr std::size_t bytes_of_value = 200;
   constexpr std::size_t steps_of_value = 10;
-  spend_on_text(4 * text.size());
+  spend(2 * text.size());
   const auto values =
       static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char mark) {
         return mark == ',' || mark == '[' || mark == '{';
       }));
   spend(steps_of_value * values);
-  evaluation_budget::current()->require(2 * text.size() + bytes_of_value * values);
+  evaluation_budget::current()->require(4 * text.size() + bytes_of_value * values);
 }
 
 /// `eval(x)`: the JSON value that a text stands for; any other text, numbers, booleans and null
@@ -33,6 +33,11 @@ inline json_value eval(const json_value& argument, std::error_code& error) {
   }
   if (argument.is_string() && !is_large_number(argument)) {
     const auto text = argument.as_string_view();
+    constexpr std::size_t longest_common_number = 32;
+    if (text.size() <= longest_common_number && whole_number(text) == text) {
+      spend(price::number + 2 * text.size());
+      return read_number(text);
+    }
     before_reading({text.data(), text.size()});
     try {
       return read_json({text.data(), text.size()});

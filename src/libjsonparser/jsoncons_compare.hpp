@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <string_view>
 
 #include "libjsonparser/jsoncons_value.hpp"
 #include "libjsonparser/number_text.hpp"
@@ -64,6 +65,13 @@ inline int compare_ranges(const Range& left, const Range& right, Compare&& compa
   return order(one == left.end() && other != right.end(), one == left.end());
 }
 
+// Comparing two texts.
+inline void count_text(std::string_view one, std::string_view other) noexcept {
+  if (auto* const budget = evaluation_budget::current()) {
+    budget->count(4 + std::min(one.size(), other.size()) / evaluation_budget::bytes_of_step);
+  }
+}
+
 // Counts, where that is asked for. False when the evaluation is to end: no answer matters then.
 inline bool may_compare(const json_value& left, const json_value& right) noexcept {
   auto* const budget = evaluation_budget::current();
@@ -102,6 +110,7 @@ inline int compare_values(const json_value& left, const json_value& right) noexc
   if (left.is_object()) {
     return comparison::compare_ranges(
         left.object_range(), right.object_range(), [](const auto& one, const auto& other) {
+          comparison::count_text(one.key(), other.key());
           const int names = one.key().compare(other.key());
           return names != 0 ? names : compare_values(one.value(), other.value());
         });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <deque>
 #include <jsoncons_ext/jsonpath/jsonpath.hpp>
@@ -23,6 +24,7 @@ inline constexpr std::size_t node = 4;         // one value selected
 inline constexpr std::size_t evaluation = 12;  // one expression, without what is in it
 inline constexpr std::size_t token = 3;        // one value or operator in it
 inline constexpr std::size_t computed = 8;     // a value that is kept until the end
+inline constexpr std::size_t number = 50;      // one made of a short text
 }  // namespace price
 
 /// Memory for a value that is kept, and for a step of a path.
@@ -47,6 +49,8 @@ inline void weigh(const json_value& value, std::size_t& bytes) {
     }
   } else if (value.is_object()) {
     for (const auto& member : value.object_range()) {
+      spend_on_text(member.key().size());
+      bytes += member.key().size();
       weigh(member.value(), bytes);
     }
   }
@@ -81,6 +85,7 @@ inline const own::json_value* select(const own::json_value& root,
     } else if (node.node_kind() == path_node_kind::name) {
       const auto* const object = std::exchange(value, nullptr);
       if (object->is_object()) {
+        own::spend_on_text(node.name().size() * std::bit_width(object->size()));
         const auto member = object->find(node.name());
         value = member == object->object_range().end() ? nullptr : &member->value();
       }

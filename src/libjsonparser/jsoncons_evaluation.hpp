@@ -151,7 +151,9 @@ class token_evaluator<own::json_value, own_reference> final
       places.push_back(argument.place);
       is_null = is_null || argument.value().is_null();
       if (argument.value().is_string()) {
-        own::spend_on_text(2 * argument.value().as_string_view().size());
+        const auto size = argument.value().as_string_view().size();
+        own::spend_on_text(2 * size);
+        own::evaluation_budget::current()->require(size);  // some functions return their argument
       }
     }
     auto& last = context.last_call_of(&token);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <jsoncons_ext/jsonpath/jsonpath.hpp>
 #include <limits>
+#include <optional>
 #include <regex>
 #include <string>
 #include <system_error>
@@ -23,11 +24,19 @@
 /// integer gives a floating point number instead, which may be infinite and then fails to convert.
 namespace brunvik::monitoring_modules::libjsonparser {
 
+/// The second argument of `tokenize`.
+struct separator {
+  std::string text;
+  std::size_t parts = 0;
+  std::regex regex;
+};
+
 /// What an evaluation on this thread has to share with the functions that it calls.
 struct evaluation_state {
   std::error_code error;        // what the first function says that did not take an argument
   bool is_refused = false;      // and it was one whose refusals are never passed over
   std::size_t regex_parts = 0;  // of the largest regular expression in the expression
+  std::optional<separator> last_separator;
 };
 
 /// Set while an expression is evaluated.

@@ -61,6 +61,9 @@ namespace brunvik::monitoring_modules::libjsonparser {
 /// exceptions.
 [[nodiscard]] json_value read_json(std::string_view text);
 
+/// The same for a text that is known to be a JSON number, and many times as fast.
+[[nodiscard]] json_value read_number(std::string_view text);
+
 }  // namespace brunvik::monitoring_modules::libjsonparser
 
 #include "libjsonparser/jsoncons_compare.hpp"  // needs all of the above

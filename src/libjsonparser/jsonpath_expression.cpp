@@ -26,18 +26,23 @@ using node = jsonpath::basic_path_node<char>;
 
 // How large the largest regular expression is that evaluating may use, or 0; rather too large than
 // too small, since a string may look like one.
-std::size_t regex_parts(std::string text) {
-  std::erase_if(text, [](char character) {
-    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
-  });
-  std::size_t largest = text.find("tokenize") == std::string::npos ? 0 : 1;
-  for (auto at = text.find("=~"); at != std::string::npos; at = text.find("=~", at + 1)) {
-    auto end = at + 3;
-    while (end < text.size() && text[end] != '/') {
-      end += text[end] == '\\' ? 2 : 1;
+std::size_t regex_parts(std::string_view text) {
+  std::size_t largest = text.find("tokenize") == std::string_view::npos ? 0 : 1;
+  const auto behind_blanks = [&](std::size_t at) {
+    return std::min(text.find_first_not_of(" \t\r\n", at), text.size());
+  };
+  for (auto at = text.find('='); at != std::string_view::npos; at = text.find('=', at + 1)) {
+    const auto tilde = behind_blanks(at + 1);
+    if (!text.substr(tilde).starts_with('~')) {
+      continue;
     }
-    const auto pattern = std::string_view(text).substr(std::min(at + 3, text.size()));
-    largest = std::max(largest, 1 + written_out(pattern.substr(0, end - at - 3)));
+    const auto slash = behind_blanks(tilde + 1);
+    const auto pattern = text.substr(std::min(slash + 1, text.size()));
+    std::size_t size = 0;
+    while (size < pattern.size() && pattern[size] != '/') {
+      size += pattern[size] == '\\' ? 2 : 1;
+    }
+    largest = std::max(largest, 1 + written_out(pattern.substr(0, size)));
   }
   return largest;
 }
@@ -53,9 +58,9 @@ void check_length(const std::string& text) {
   const auto parts = regex_parts(text);
   const auto longest = parts > 0 ? longest_expression_with_regex : longest_expression;
   if (std::max(text.size(), parts) > longest) {
-    throw exceptions::query_error(
-        "The expression has " + std::to_string(std::max(text.size(), parts)) +
-        " bytes, more than the " + std::to_string(longest) + " that can be evaluated safely.");
+    throw evaluation_refused("The expression has " + std::to_string(std::max(text.size(), parts)) +
+                             " bytes, more than the " + std::to_string(longest) +
+                             " that can be evaluated safely.");
   }
 }
 
@@ -92,8 +97,8 @@ struct jsonpath_expression::compiled {
 
 jsonpath_expression::jsonpath_expression(const std::string& text)
     : text_(text), compiled_([&] {
-        check_length(text);
         try {
+          check_length(text);
           return std::make_unique<const compiled>(text);
         } catch (const std::exception& error) {
           throw exceptions::query_error(error.what());
