@@ -70,7 +70,7 @@ class guarded_iterator {
 /// A text as the library may read it for a pattern of that many parts.
 struct guarded_text {
   guarded_text(std::string_view text, std::size_t parts)
-      : begin(text.data(), 4 + parts / 2), end(text.data() + text.size(), 4 + parts / 2) {}
+      : begin(text.data(), 2 + parts / 2), end(text.data() + text.size(), 2 + parts / 2) {}
   guarded_iterator begin;
   guarded_iterator end;
 };

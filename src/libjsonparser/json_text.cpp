@@ -57,12 +57,6 @@ class kept_number : public jsoncons::default_json_visitor {
     value = json_value(number, tag);
     JSONCONS_VISITOR_RETURN;
   }
-  JSONCONS_VISITOR_RETURN_TYPE visit_int64(std::int64_t number, jsoncons::semantic_tag tag,
-                                           const jsoncons::ser_context& /*context*/,
-                                           std::error_code& /*error*/) override {
-    value = json_value(number, tag);
-    JSONCONS_VISITOR_RETURN;
-  }
   JSONCONS_VISITOR_RETURN_TYPE visit_string(const string_view_type& text,
                                             jsoncons::semantic_tag tag,
                                             const jsoncons::ser_context& /*context*/,

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <deque>
 #include <jsoncons_ext/jsonpath/jsonpath.hpp>
@@ -85,7 +84,6 @@ inline const own::json_value* select(const own::json_value& root,
     } else if (node.node_kind() == path_node_kind::name) {
       const auto* const object = std::exchange(value, nullptr);
       if (object->is_object()) {
-        own::spend_on_text(node.name().size() * std::bit_width(object->size()));
         const auto member = object->find(node.name());
         value = member == object->object_range().end() ? nullptr : &member->value();
       }
@@ -128,7 +126,7 @@ class eval_context<own::json_value, own_reference> {
   template <class First, class... Others>
   own::json_value* create_json(First&& first, Others&&... others) {
     if constexpr (std::is_integral_v<std::remove_cvref_t<First>>) {
-      own::spend(first);  // a text's characters have been counted
+      own::spend(2 * first);  // a text's characters have been counted
     }
     own::spend(own::price::computed);
     own::evaluation_budget::current()->allocated(own::size_of_computed);

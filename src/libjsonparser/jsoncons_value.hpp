@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <bit>
+#include <cstddef>
 #include <jsoncons/config/version.hpp>
 #include <jsoncons/json.hpp>
 #include <string_view>
@@ -12,6 +15,7 @@ static_assert(JSONCONS_VERSION_MAJOR == 1 && JSONCONS_VERSION_MINOR == 3 &&
                   JSONCONS_VERSION_PATCH == 2,
               "jsoncons 1.3.2 is needed. Before another release is used, compare what "
               "jsoncons_value.hpp, jsoncons_operators.hpp, jsoncons_functions.hpp, "
+              "jsoncons_text_functions.hpp, "
               "jsoncons_context.hpp and jsoncons_evaluation.hpp replace with what that release has "
               "in its place.");
 
@@ -36,6 +40,22 @@ template <>
 inline int brunvik::monitoring_modules::libjsonparser::json_value::compare(
     const basic_json& right) const noexcept {
   return brunvik::monitoring_modules::libjsonparser::compare_values(*this, right);
+}
+
+/// As the library's own, but counted: members and names may be many and long.
+template <>
+inline auto brunvik::monitoring_modules::libjsonparser::json_value::find(
+    const string_view_type& name) const -> const_object_iterator {
+  using brunvik::monitoring_modules::libjsonparser::evaluation_budget;
+  const auto members = object_range();
+  if (auto* const budget = evaluation_budget::current()) {
+    const auto comparisons = static_cast<std::size_t>(std::bit_width(size()));
+    budget->count(comparisons * (2 + name.size() / evaluation_budget::bytes_of_step));
+  }
+  const auto place = std::lower_bound(
+      members.begin(), members.end(), name,
+      [](const auto& member, const string_view_type& wanted) { return member.key() < wanted; });
+  return place != members.end() && place->key() == name ? place : members.end();
 }
 
 namespace brunvik::monitoring_modules::libjsonparser {

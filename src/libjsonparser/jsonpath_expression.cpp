@@ -11,6 +11,7 @@
 #include "libjsonparser/jsoncons_added_functions.hpp"
 #include "libjsonparser/jsoncons_evaluation.hpp"
 #include "libjsonparser/jsoncons_functions.hpp"
+#include "libjsonparser/jsoncons_text_functions.hpp"
 
 namespace brunvik::monitoring_modules::libjsonparser {
 

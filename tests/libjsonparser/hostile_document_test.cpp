@@ -206,6 +206,11 @@ TEST(hostile_document_test, no_expression_takes_long_or_much_memory_on_any_docum
   const std::string bush = list(repeated("[", 200) + list("1", 300) + repeated("]", 200), 2'000);
   const std::string bottom = nested_objects(240, "{\"z\":[1]}");
   const std::string objects = list("{\"a\":1}", 1'000'000);
+  std::string wide = "{\"z\":1";
+  for (int at = 0; at < 200'000; ++at) {
+    wide += ",\"k" + std::to_string(at) + "\":1";
+  }
+  wide = repeated("{\"a\":", 8) + wide + repeated("}", 9);
   const std::string digits = string_of(std::string(16'000'000, '1'));
   const std::string name(7'000'000, 'k');
   const std::string long_names = "{\"o\":{\"" + name + "\":[1]},\"p\":{\"" + name +
@@ -259,6 +264,7 @@ TEST(hostile_document_test, no_expression_takes_long_or_much_memory_on_any_docum
       {long_names, "$.z[?($.o == $.p)]", "query_error"},
       {long_names, "$.*.*.*^[0]", "query_error"},
       {long_names, "length($[" + repeated("*,", 200) + "*])", "query_error"},
+      {wide, "$" + repeated("['a','a','a','a','a','a','a']", 8) + ".k9", "query_error"},
       // Long texts and long numbers.
       {objects, "starts_with($, 'a')", "query_error"},
       {objects, "ends_with($, 'a')", "query_error"},
